@@ -47,3 +47,12 @@ inline bool zone_mapped(ZoneAddress address, uint32_t size)
 {
     return address >= kZoneFirst && address <= zone_committed && size <= zone_committed - address;
 }
+
+// Bytes of the zone that are not in blocks, whether memory stands behind them yet or not.
+uint32_t zone_available();
+
+// For tests: the nth zone_allocate or zone_reallocate from now on is refused; 0 refuses none.
+void zone_refuse_allocation(uint32_t nth);
+
+// For tests and debugging: whether the chain of blocks is sound from end to end.
+bool zone_verify();
