@@ -1,0 +1,22 @@
+// Mark and sweep for nodes, sliding compaction for blocks. Roots are exact but for the machine
+// stack, which is scanned for words that look like Values.
+#pragma once
+
+#include "kernel/value.h"
+
+// Runs a collection. The argument changes nothing.
+void collect(bool compact);
+
+// For root markers and native objects, during a collection only.
+void mark_value(Value v);
+
+// Marks the machine stack from the current frame up to this address.
+void set_stack_top(void* top);
+
+// Counts down at each allocation under KALVEX_GC_STRESS; true when it is time to collect.
+bool stress_collection_due();
+
+// Walks all spaces and answers null, or what is wrong.
+const char* verify_heap();
+
+void init_collector();

@@ -1,0 +1,37 @@
+// What the kernel must ask of the modules above it. Each is filled at boot by the module that does
+// it; until then it does nothing or answers the default.
+#pragma once
+
+#include "kernel/value.h"
+
+struct Hooks {
+    void (*poll_events)();              // pumps the event queue once
+    void (*end_drawing)();              // gives the drawing context of a drawing in progress back
+    void (*reset_windows)();            // mouse capture, drags: ready for a fresh start
+    void (*show_watch)();               // cursor while collecting
+    void (*show_arrow)();
+    void (*free_sort_arrays)();         // of sorts that an error has cut off
+    void (*flush_output)();             // hands what the edit stream holds to its owner
+    void (*quit)(int status);           // ends the program; does not return
+    // Shows an alert dialog (the id includes the language) with the parameters ^0 to ^3, and answers
+    // the button: 1 for the first.
+    int (*alert)(int id, const char* p0, const char* p1, const char* p2, const char* p3);
+    // resolve_link finds the object that a linked slot refers to; raw is the stored value.
+    Value (*resolve_link)(Value raw, Value name);
+    // resolve_term copies a logic term out of its frames; prove runs a query form.
+    Value (*resolve_term)(Value cell);
+    Value (*prove)(Value form);
+    Value (*apply_predicate)(Value predicate, const Value* args, Value name);
+    // What `define` in a class does, and the name made known there first.
+    void (*prepare_definition)(Value symbol, bool method);
+    void (*define_member)(Value symbol, Value v);
+    void (*define_slot)(Value options);
+    void (*class_defined)(Value symbol, Value cls);
+    void (*class_value_set)(Value symbol, Value v);
+};
+
+extern Hooks hooks;
+
+// Called at each collection to mark what a module holds outside the arena, through mark_value().
+using RootMarker = void (*)();
+void add_root_marker(RootMarker marker);
