@@ -27,15 +27,49 @@ private:
 
 void print_char(uint32_t character);  // polls like a function call
 void print_text(const char* text);
+void print_string(Value string);      // its bytes as they stand; the block may move meanwhile
 void print_format(const char* format, ...) __attribute__((format(printf, 1, 2)));
 void print_princ(Value v);
 void print_write(Value v);
 void print_display(Value v);
 void flush_output();
 
+// How a pointer of a kind prints when its word is not null. A module that makes pointers of a kind may
+// fill the row; the others print "<name address>".
+using PointerPrinter = void (*)(Value pointer);
+void define_pointer_printer(PointerKind kind, PointerPrinter print);
+const char* pointer_kind_name(Value pointer);
+void print_disposed(Value pointer);  // "<name disposed>": what the word named is gone
+
 // Makes what the Lisp gives as a stream argument the current output, by the printer's rules. The
 // caller stands in an OutputFrame.
 void choose_output(Value stream);
+
+// Collects the characters of the current output while it stands. NULs are left out.
+class CaptureFrame : public OutputFrame {
+public:
+    CaptureFrame();
+    ~CaptureFrame();
+
+    // What was collected so far, as a string; error 2 when a string can't hold it.
+    Value text();
+
+private:
+    static void put(uint32_t character, uint32_t state);
+    void spill();
+
+    CaptureFrame* const outer_;
+    const uint32_t escapes_;
+    Value full_;  // what no longer fits the buffer
+    uint16_t count_ = 0;
+    char buffer_[1024];
+};
+
+// The longest text of a string, its NUL not counted.
+constexpr uint32_t kLongestString = 65535;
+
+// Room for a text of that length at scratch(); error 2 with the length when it is too long.
+void ensure_text(uint32_t length);
 
 // Text of a value: itself for a string, the name of a symbol, decimal numbers, else the princ form.
 Value coerce_to_string(Value v);
