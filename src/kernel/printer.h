@@ -25,6 +25,19 @@ private:
     const Output saved_;
 };
 
+// The tag of the rule by which strings and symbols get a "\" before what the reader would take for
+// more than a character: 0 for none, a string's or a symbol's.
+extern uint32_t printer_escapes;
+
+// Saves the escape rule, sets another and puts the first back.
+struct EscapeFrame : Frame {
+    explicit EscapeFrame(uint32_t rule) : saved_(printer_escapes) { printer_escapes = rule; }
+    ~EscapeFrame() { printer_escapes = saved_; }
+
+private:
+    const uint32_t saved_;
+};
+
 void print_char(uint32_t character);  // polls like a function call
 void print_text(const char* text);
 void print_string(Value string);      // its bytes as they stand; the block may move meanwhile
@@ -66,7 +79,7 @@ private:
 };
 
 // The longest text of a string, its NUL not counted.
-constexpr uint32_t kLongestString = 65535;
+constexpr uint32_t kLongestString = 65534;
 
 // Room for a text of that length at scratch(); error 2 with the length when it is too long.
 void ensure_text(uint32_t length);
