@@ -13,6 +13,13 @@ void mark_value(Value v);
 // Marks the machine stack from the current frame up to this address.
 void set_stack_top(void* top);
 
+// Bytes of an indirect's block, up to where the next one begins. The node must be in the chain.
+struct Node;
+uint32_t block_size(const Node* node);
+
+// Reads KALVEX_GC_STRESS; collections at every n-th allocation begin with this call.
+void start_collector_stress();
+
 // Counts down at each allocation under KALVEX_GC_STRESS; true when it is time to collect.
 bool stress_collection_due();
 

@@ -61,8 +61,18 @@ struct ProgramExit {
 [[noreturn]] void throw_cancel();
 bool catch_exists(Value tag);
 
-// The last error's text ("Error: 2, x, ...").
-const char* last_error_message();
+// What the last report was about. The value is a root.
+struct ErrorReport {
+    int kind;             // 1010, 1011 for the databases' numbers, 0 for a text error
+    int code;
+    Value value;
+    const char* message;  // "Error: 2, x, ..."
+};
+const ErrorReport& last_error();
+uint32_t error_count();  // reports since boot
+
+// The dialog for what should not happen: OK returns, Quit ends the program.
+void internal_error_dialog(const char* message);
 
 // A thrower that call_with_object_guarded stopped; rises again after the platform call.
 void hold_pending_throw(const thrower& held);

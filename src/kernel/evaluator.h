@@ -77,9 +77,21 @@ inline LambdaFrame* current_lambda() { return current_frame->lambda_frame; }
 // The function node of a (head params body...) form, its variables resolved in place.
 // arguments: (params . body). head: the symbol that names the kind.
 Value compile_function(Value head, Value arguments);
+// The same without the variables around it: for what `define` and its like make of a form.
+Value compile_alone(Value head, Value arguments);
 // The value of such a form where it stands: a function, or a closure for the gamma kinds.
 Value evaluate_lambda(Tag keyword, Value arguments, LambdaFrame* frame);
-// Marks all nodes of defined code permanent.
+// The clause of a (new-clause (pattern...) goal...) form: a function node whose car counts its
+// variables and whose cdr is ((nil . patterns) . goals).
+Value compile_clause(Value arguments);
+// Marks all nodes of defined code permanent; a kind of node that code can't hold is a text error, and
+// nothing is marked then.
 void protect(Value v);
 
+// The local variables of the form that stands by itself and runs innermost; null when frame is none.
+struct Environment;
+const Environment* toplevel_environment(const LambdaFrame* frame);
+
+void init_special_forms();
+void init_compiler();
 void init_evaluator();

@@ -46,12 +46,12 @@ struct StackFrame : Frame {
     Value* locals;
 };
 
-// A call of a Lisp function, or one try of a clause. It is linked by enter(), after the arguments
-// have been evaluated in the caller's scope.
+// A call of a Lisp function, or one try of a clause. It is made after the arguments have been
+// evaluated in the caller's scope; locals_ is where their run on the Lisp stack begins.
 struct LambdaFrame : StackFrame {
-    LambdaFrame(Value callee_, LambdaFrame* static_link_, Value* locals_)
-        : StackFrame(current_frame, this, locals_), callee(callee_), serial(0),
-          static_link(static_link_), prolog_mark(nullptr)
+    LambdaFrame(Value callee_, LambdaFrame* static_link_, Value* locals_, uint32_t local_count_)
+        : StackFrame(current_frame, this, locals_), serial(0), local_count(local_count_),
+          callee(callee_), static_link(static_link_), prolog_mark(nullptr)
     {
         current_frame = this;
     }
@@ -63,8 +63,9 @@ struct LambdaFrame : StackFrame {
     }
     FrameKind kind() const override { return FrameKind::lambda; }
 
-    Value callee;
     uint32_t serial;            // tells a live frame from what lies on its place later; 0 until named
+    uint32_t local_count;       // words in the run: parameters, captured values, further locals
+    Value callee;               // the function node; nil for a clause or a form that stands by itself
     LambdaFrame* static_link;   // frame of the function that the callee was written in
     uint32_t* prolog_mark;      // Prolog stack pointer to restore, or null
 };
@@ -149,6 +150,21 @@ inline void check_stack()
     if (reinterpret_cast<uintptr_t>(__builtin_frame_address(0)) < stack_limit) [[unlikely]]
         stack_limit_reached();
 }
+
+// The interpreter's machine stack: limit is the lowest address that a call may reach, with kReserve
+// and room for primitives below it; top is where the collector's scan ends.
+void init_frames(uintptr_t limit, uintptr_t top);
+uint32_t machine_stack_left();
+
+// Lends the reporting of an error the reserve below the stack's limit.
+struct StackReserve {
+    StackReserve();
+    ~StackReserve();
+    static constexpr uintptr_t kReserve = 128 << 10;
+
+private:
+    const uintptr_t saved_;
+};
 
 // Makes the next test look at the clock, as the helper signal does.
 void request_poll();

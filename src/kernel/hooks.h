@@ -27,11 +27,18 @@ struct Hooks {
     void (*define_member)(Value symbol, Value v);
     void (*define_slot)(Value options);
     void (*class_defined)(Value symbol, Value cls);
-    void (*class_value_set)(Value symbol, Value v);
+    // Sets a slot's value for the class itself, making the record the class's own first.
+    void (*write_class_value)(Value cls, Value descriptor, Value v);
+    // Disposes what a memory pointer or handle names and makes the pointer null.
+    void (*dispose_pointer)(Value pointer);
 };
 
 extern Hooks hooks;
 
+// Language of the dialogs: 0 English, 1 French, 2 Spanish, added to each dialog's base id.
+extern int dialog_language;
+
 // Called at each collection to mark what a module holds outside the arena, through mark_value().
 using RootMarker = void (*)();
 void add_root_marker(RootMarker marker);
+void call_root_markers();

@@ -94,6 +94,9 @@ Value make_primitive(const Primitive& row);
 // The row behind a primitive or special.
 const Primitive& primitive_row(Value primitive);
 
+// Forgets all rows, before a boot.
+void reset_primitives();
+
 // All rows so far, in order of registration, and the usage line of a name (null when there is none).
 // Rows of methods are listed with the class's name by the object layer.
 size_t primitive_count();

@@ -113,7 +113,8 @@ constexpr Value root_class = Value::from_bits(0x0f000000);    // self when no ob
 
 constexpr bool is_nil(Value v) { return v == nil; }
 constexpr bool is_end(Value v) { return v == end_of_args; }
-constexpr bool is_pair(Value v) { return v.tag() == kTagList && v != nil; }
+// The list tag is the highest there is, and nil its lowest payload.
+constexpr bool is_pair(Value v) { return v.bits() > 0x3f000000; }
 constexpr bool is_symbol(Value v) { return v.tag() == kTagSymbol; }
 constexpr bool is_fixnum(Value v) { return v.tag() == kTagInteger; }
 constexpr bool is_string(Value v) { return v.tag() == kTagString; }

@@ -1,0 +1,220 @@
+// What a name means for the current object: overrides, members, slots, the global value. The class's
+// member table is indexed by the number that the symbol carries, so nothing climbs or hashes here.
+#include "kernel/evaluator.h"
+#include "kernel/hooks.h"
+#include "kernel/object_layout.h"
+#include "kernel/symbols.h"
+
+void* NativeObject::operator new(size_t size)
+{
+    const ZoneAddress block = zone_allocate(static_cast<uint32_t>(size));
+    if (!block)
+        raise_error(kErrorNoMemory);
+    return zone_pointer(block);
+}
+
+void NativeObject::operator delete(void* block)
+{
+    zone_free(zone_address(block));
+}
+
+Value read_slot_raw(Value object, Value descriptor)
+{
+    const SlotRecord* const record = slot_record(descriptor);
+    if (object.tag() == kTagClass)
+        return record->class_value;
+    const uint8_t* const place = block_of(object) + slot_offset(descriptor);
+    switch (record->kind) {
+    case kSlotValue:
+        return load_value(place);
+    case kSlotBit:
+        return boolean(*place & slot_mask(descriptor));
+    case kSlotByte:
+        return make_fixnum(static_cast<int8_t>(*place));
+    case kSlotWord: {
+        int16_t word;
+        memcpy(&word, place, 2);
+        return make_fixnum(word);
+    }
+    default:
+        return no_value;
+    }
+}
+
+void write_slot_raw(Value object, Value descriptor, Value v)
+{
+    if (object.tag() == kTagClass) {
+        hooks.write_class_value(object, descriptor, v);
+        return;
+    }
+    const uint8_t kind = slot_record(descriptor)->kind;
+    uint32_t number = 0;
+    if (kind == kSlotByte || kind == kSlotWord)
+        number = static_cast<uint32_t>(integer_value(v));
+    uint8_t* const place = block_of(object) + slot_offset(descriptor);
+    switch (kind) {
+    case kSlotValue:
+        store_value(place, v);
+        break;
+    case kSlotBit:
+        *place = is_true_flag(v) ? *place | slot_mask(descriptor) : *place & ~slot_mask(descriptor);
+        break;
+    case kSlotByte:
+        *place = static_cast<uint8_t>(number);
+        break;
+    case kSlotWord:
+        memcpy(place, &number, 2);
+        break;
+    default:
+        break;
+    }
+}
+
+// The pair of the current object's overrides that has the symbol for key, or nil.
+static Value find_override(Value symbol)
+{
+    for (Value list = object_block(self_object)->overrides; list != nil; list = cdr_of(list))
+        if (car_of(car_of(list)) == symbol)
+            return car_of(list);
+    return nil;
+}
+
+static bool in_genealogy(Value cls)
+{
+    const Value own = object_block(self_object)->class_;
+    for (Value list = class_block(own)->genealogy; list != nil; list = cdr_of(list))
+        if (car_of(list) == cls)
+            return true;
+    return false;
+}
+
+// The member table's entry for the symbol in the current object's class; end_of_args for none.
+static Value own_member(const SymbolEntry* entry)
+{
+    const int index = entry->slot_index;
+    if (index < 0)
+        return end_of_args;
+    const ClassBlock* const cls = class_block(object_block(self_object)->class_);
+    return index >= cls->table_size ? end_of_args : member_at(cls, index);
+}
+
+// A linked slot's value: the reference is resolved on first use and kept beside it.
+static Value linked_value(Value descriptor, Value raw)
+{
+    if (raw.tag() == kTagCacheCell)
+        return cdr_of(raw);
+    const Value linker = slot_record(descriptor)->linker;
+    const Value name = slot_record(descriptor)->name;
+    if (linker == nil) {
+        if (is_object(raw))
+            return raw;
+        const Value resolved = hooks.resolve_link(raw, name);
+        write_slot_raw(self_object, descriptor, resolved);
+        return resolved;
+    }
+    const Value object = self_object;
+    const Value function = is_symbol(linker) ? symbol_value(linker) : linker;
+    const Value resolved = function.tag() == kTagFunction ? call_value(function, raw)
+                                                          : hooks.resolve_link(raw, name);
+    const Value cell = new_node(kTagCacheCell, raw.bits(), resolved.bits());
+    write_slot_raw(object, descriptor, cell);
+    return resolved;
+}
+
+static Value slot_value(Value descriptor, Value symbol)
+{
+    const SlotRecord* const record = slot_record(descriptor);
+    if (!record->allocate)
+        return global_value(symbol);
+    const bool link = record->link;
+    const Value raw = read_slot_raw(self_object, descriptor);
+    if (is_end(raw))
+        return no_value;  // a class whose value for the slot was never set
+    return link ? linked_value(descriptor, raw) : raw;
+}
+
+enum class Lookup { strict, loose };
+
+static Value value_in_object(Value symbol, Lookup lookup)
+{
+    if (object_block(self_object)->overrides.bits != nil.bits()) {
+        const Value pair = find_override(symbol);
+        if (pair != nil)
+            return cdr_of(pair);
+    }
+    const SymbolEntry* const entry = symbol_of(symbol);
+    const Value slot_class = Value::from_bits(entry->slot_class);
+    if (slot_class.tag() == kTagClass) {
+        if (lookup == Lookup::strict && !in_genealogy(slot_class))
+            return no_value;
+        return global_value(symbol);
+    }
+    const Value member = own_member(entry);
+    if (is_end(member))
+        return global_value(symbol);
+    return member.tag() == kTagSlot ? slot_value(member, symbol) : member;
+}
+
+Value lookup_symbol(Value symbol)
+{
+    if (self_object != root_class)
+        return value_in_object(symbol, Lookup::strict);
+    const SymbolEntry* const entry = symbol_of(symbol);
+    return entry->slot_class >> 24 == kTagClass ? no_value : Value::from_bits(entry->value);
+}
+
+Value symbol_value(Value symbol)
+{
+    return self_object == root_class ? global_value(symbol) : value_in_object(symbol, Lookup::loose);
+}
+
+bool is_bound(Value symbol)
+{
+    return lookup_symbol(symbol) != no_value;
+}
+
+static void set_member(Value symbol, Value member, Value v)
+{
+    const SymbolEntry* const entry = symbol_of(symbol);
+    if (member.tag() != kTagSlot) {
+        const Value cls = object_block(self_object)->class_;
+        store_value(block_of(class_block(cls)->members) + 2 + 4 * entry->slot_index, v);
+        return;
+    }
+    const SlotRecord* const record = slot_record(member);
+    if (!record->allocate) {
+        set_global_value(symbol, v);
+    } else if (record->link && record->linker.bits != nil.bits()) {
+        const Value object = self_object;
+        write_slot_raw(object, member, new_node(kTagCacheCell, no_value.bits(), v.bits()));
+    } else {
+        write_slot_raw(self_object, member, v);
+    }
+}
+
+void set_symbol_value(Value symbol, Value v)
+{
+    SymbolEntry* const entry = symbol_of(symbol);
+    const Value slot_class = Value::from_bits(entry->slot_class);
+    const bool at_root = self_object == root_class;
+    if (!at_root) {
+        const Value pair = find_override(symbol);
+        if (pair != nil) {
+            set_cdr(pair, v);
+            return;
+        }
+    }
+    if (slot_class.tag() == kTagClass) {
+        // The symbol holds one class's method. Another's, or a global, value would destroy it: the
+        // method moves into the member tables first.
+        if (at_root || !in_genealogy(slot_class))
+            hooks.prepare_definition(symbol, false);
+        set_global_value(symbol, v);
+        return;
+    }
+    const Value member = at_root ? end_of_args : own_member(entry);
+    if (is_end(member))
+        entry->value = v.bits();
+    else
+        set_member(symbol, member, v);
+}
