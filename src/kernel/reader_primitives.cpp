@@ -14,6 +14,7 @@
 #include "kernel/syntax_table.h"
 #include "storage/handles.h"
 
+static Value symbol_lambda;
 static Value symbol_terminal_in;
 static Value symbol_read_proc;
 
@@ -275,7 +276,7 @@ static uint32_t macro_argument(Value arguments)
 
 static Value macro_function(Value arguments)
 {
-    return evaluate_lambda(kTagLambda, cons(nil, cdr_of(arguments)), current_lambda());
+    return compile_alone(symbol_lambda, cons(nil, cdr_of(arguments)));
 }
 
 static Value dmc(Value arguments)
@@ -359,6 +360,7 @@ void init_reader_primitives()
     for (KeptCharacter& kept : kept_characters)
         kept.used = false;
     add_root_marker(mark_kept_characters);
+    symbol_lambda = intern("lambda");
     symbol_terminal_in = intern("terminal-in", nil);
     symbol_read_proc = intern("read-proc");
     define_primitives(reader_primitives);
