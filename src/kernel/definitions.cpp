@@ -1,18 +1,19 @@
 // The forms that define things and the `bind` family, which takes lists, keywords, properties and
 // native structures apart. All get their arguments unevaluated; the local variables in them have been
 // resolved by the walk over the function that they stand in.
+#include "kernel/definitions.h"
+
 #include <cstring>
-#include <string>
 #include <vector>
 
 #include "kernel/collector.h"
 #include "kernel/evaluator.h"
 #include "kernel/hooks.h"
 #include "kernel/primitive.h"
-#include "kernel/reader.h"
 #include "kernel/symbols.h"
 
 static Value symbol_lambda;
+static Value symbol_nil;
 static Value symbol_search_property;
 
 static Value first(Value list)
@@ -232,7 +233,8 @@ static void bind_pattern(Value pattern, Value value)
         pattern = cdr_of(pattern);
         value = rest(value);
     }
-    if (!is_nil(pattern))
+    // The name `nil` reads as a symbol, which no one means to bind.
+    if (!is_nil(pattern) && pattern != symbol_nil)
         set_place(pattern, value);
 }
 
@@ -374,6 +376,7 @@ void init_definitions()
     structures.clear();
     add_root_marker(mark_structures);
     symbol_lambda = intern("lambda");
+    symbol_nil = intern("nil");
     symbol_search_property = intern("search-property");
     define_primitives(definition_primitives);
 }

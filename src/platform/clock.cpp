@@ -1,9 +1,11 @@
 #include "platform/clock.h"
 
+#include <cerrno>
 #include <ctime>
 
 static bool is_virtual;
 static uint32_t virtual_ms;
+static int64_t virtual_start;  // calendar seconds when the virtual clock stood at 0
 
 static uint64_t monotonic_ms()
 {
@@ -18,6 +20,22 @@ uint32_t tick_count_ms()
     return is_virtual ? virtual_ms : static_cast<uint32_t>(monotonic_ms() - start);
 }
 
+int64_t calendar_seconds()
+{
+    return is_virtual ? virtual_start + virtual_ms / 1000 : time(nullptr);
+}
+
+void sleep_ms(uint32_t ms)
+{
+    if (is_virtual) {
+        advance_virtual_clock(ms);
+        return;
+    }
+    timespec left = { ms / 1000, static_cast<long>(ms % 1000) * 1000000 };
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
+}
+
 uint32_t ticks()
 {
     return static_cast<uint32_t>(uint64_t{ tick_count_ms() } * 3 / 50);
@@ -25,6 +43,7 @@ uint32_t ticks()
 
 void use_virtual_clock(uint32_t ms)
 {
+    virtual_start = time(nullptr) - ms / 1000;
     is_virtual = true;
     virtual_ms = ms;
 }

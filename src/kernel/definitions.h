@@ -1,0 +1,4 @@
+// `define` and its sisters, and the `bind` family.
+#pragma once
+
+void init_definitions();
