@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "storage/bytes.h"
-#include "storage/storage_errors.h"
+#include "test_files.h"
 
 class Handles : public testing::Test {
 protected:
@@ -17,17 +17,6 @@ protected:
         zone_close();
     }
 };
-
-// The code of the error that an action raises, 0 for none.
-template <typename Action> static int error_of(Action action)
-{
-    try {
-        action();
-    } catch (const StorageError& error) {
-        return error.code;
-    }
-    return 0;
-}
 
 static void fill(Handle handle, uint8_t byte)
 {
