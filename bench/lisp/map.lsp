@@ -1,0 +1,5 @@
+(define (run)
+  (let (l (dup 1 1000))
+    (dotimes (i 2000) (dolist (x l) (+ x 1)) (map (fn (x) (+ x 1)) l))))
+(run)
+(exit)

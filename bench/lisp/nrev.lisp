@@ -1,0 +1,5 @@
+(define (app _a _b) (if (null? _a) _b (cons (car _a) (app (cdr _a) _b))))
+(define (nrev _l) (if (null? _l) nil (app (nrev (cdr _l)) (list (car _l)))))
+(define (iota _n) (let ((_l nil)) (repeat _n (set! _l (cons 1 _l))) _l))
+(define (run) (let ((_l (iota 400))) (repeat 120 (nrev _l))))
+(run)

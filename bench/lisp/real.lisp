@@ -1,0 +1,5 @@
+(define (run _limit)
+    (let ((_n 0) (_x 0.5))
+        (while (< _n _limit) (set! _x (+ _x 1.5)) (set! _n (+ _n 1)))
+        _x))
+(run 4000000)

@@ -1,0 +1,5 @@
+(define (tak _x _y _z)
+    (if (< _y _x)
+        (tak (tak (- _x 1) _y _z) (tak (- _y 1) _z _x) (tak (- _z 1) _x _y))
+        _z))
+(repeat 30 (tak 18 12 6))
