@@ -1,0 +1,38 @@
+// Readers of arguments that name memory outside the heap. What is not mapped, or no longer alive, is
+// error 2 with the value.
+#pragma once
+
+#include "kernel/errors.h"
+#include "kernel/spaces.h"
+#include "storage/handles.h"
+
+// An integer from 0 up.
+inline uint32_t length_argument(Value v)
+{
+    const int32_t length = integer_value(v);
+    if (length < 0)
+        raise_error(kErrorType, v);
+    return static_cast<uint32_t>(length);
+}
+
+// Address of size bytes behind a pointer; it does not move while nothing is disposed of.
+inline uint8_t* memory_argument(Value pointer, uint32_t size)
+{
+    const uint32_t address = pointer_of(pointer);
+    if (!zone_mapped(address, size))
+        raise_error(kErrorType, pointer);
+    return zone_pointer(address);
+}
+
+inline Handle handle_argument(Value pointer)
+{
+    const Handle handle = pointer_of(pointer);
+    if (!HandleIsLive(handle))
+        raise_error(kErrorType, pointer);
+    return handle;
+}
+
+inline Value make_handle_pointer(Handle handle)
+{
+    return make_pointer(kPointerHandle, handle, HandleGeneration(handle));
+}
