@@ -37,7 +37,7 @@ static CompactText compact_argument(Value flag)
 
 static Value bad_byte(int bad) { return cons(make_fixnum(bad), nil); }
 
-static Value mac_to_ibm(Value pointer, Value capacity, Value length, Value compact)
+static Value mac_ibm(Value pointer, Value capacity, Value length, Value compact)
 {
     const uint32_t room = length_argument(capacity);
     const uint32_t count = length_argument(length);
@@ -52,7 +52,7 @@ static Value mac_to_ibm(Value pointer, Value capacity, Value length, Value compa
     return bad == kAllConverted ? make_unsigned(converted) : bad_byte(bad);
 }
 
-static Value mac_to_ibm_ptr(Value pointer, Value length, Value compact)
+static Value mac_ibm_ptr(Value pointer, Value length, Value compact)
 {
     const uint32_t count = length_argument(length);
     uint8_t* const text = memory_argument(pointer, count);
@@ -60,14 +60,14 @@ static Value mac_to_ibm_ptr(Value pointer, Value length, Value compact)
     return bad == kAllConverted ? nil : make_fixnum(bad);
 }
 
-static Value ibm_to_mac(Value pointer, Value capacity, Value length)
+static Value ibm_mac(Value pointer, Value capacity, Value length)
 {
     length_argument(capacity);
     const uint32_t count = length_argument(length);
     return make_unsigned(convert_ansi_text(memory_argument(pointer, count), count));
 }
 
-static Value iso_to_mac(Value pointer, Value capacity, Value length, Value compact)
+static Value iso_mac(Value pointer, Value capacity, Value length, Value compact)
 {
     length_argument(capacity);
     const uint32_t count = length_argument(length);
@@ -107,8 +107,8 @@ static Value translated(const CharacterTable& table, Value v, bool refuse)
 static Value upper_string(Value v) { return translated(upper_table, v, false); }
 static Value lower_string(Value v) { return translated(lower_table, v, false); }
 static Value remove_accent(Value v) { return translated(accent_table, v, false); }
-static Value mac_to_ibm_string(Value v) { return translated(mac_to_ansi, v, true); }
-static Value ibm_to_mac_string(Value v) { return translated(ansi_to_mac, v, true); }
+static Value mac_ibm_string(Value v) { return translated(mac_to_ansi, v, true); }
+static Value ibm_mac_string(Value v) { return translated(ansi_to_mac, v, true); }
 
 static const Primitive character_primitives[] = {
     { "upper-char", upper_char, "(upper-char char): the capital of a letter; error 2 outside 0 to 255" },
@@ -118,21 +118,21 @@ static const Primitive character_primitives[] = {
     { "upper-string", upper_string, "(upper-string value): a new string in capitals" },
     { "lower-string", lower_string, "(lower-string value): a new string in small letters" },
     { "remove-accent", remove_accent, "(remove-accent value): a new string without accents" },
-    { "mac->ibm", mac_to_ibm,
+    { "mac->ibm", mac_ibm,
       "(mac->ibm pointer capacity length compact): turns Mac text into ANSI in place, carriage "
       "returns into line ends; the new length, nil when it passes capacity, or a list of the byte "
       "that has no equivalent; compact keeps bytes below 32; a text with line feeds stays" },
-    { "mac->ibm-ptr", mac_to_ibm_ptr,
+    { "mac->ibm-ptr", mac_ibm_ptr,
       "(mac->ibm-ptr pointer length compact): turns Mac text into ANSI in place byte for byte; nil, "
       "or the first byte without equivalent (the text then stays); compact skips compact codes" },
-    { "mac->ibm-string", mac_to_ibm_string,
+    { "mac->ibm-string", mac_ibm_string,
       "(mac->ibm-string value): a new string in ANSI; nil when a byte has no equivalent" },
-    { "ibm->mac", ibm_to_mac,
+    { "ibm->mac", ibm_mac,
       "(ibm->mac pointer capacity length): turns ANSI text into Mac text in place, line ends into "
       "carriage returns; the new length" },
-    { "ibm->mac-string", ibm_to_mac_string,
+    { "ibm->mac-string", ibm_mac_string,
       "(ibm->mac-string value): a new string in Mac Roman; nil when a byte has no equivalent" },
-    { "iso->mac", iso_to_mac,
+    { "iso->mac", iso_mac,
       "(iso->mac pointer capacity length compact): turns ISO text into Mac text in place; the "
       "length, or a list of the byte that has no equivalent (the text then stays)" },
     { "remove-cr-lf", remove_cr_lf,

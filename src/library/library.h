@@ -3,11 +3,15 @@
 #pragma once
 
 void init_arrays();
+void init_character_sets();
 void init_date_time();
 void init_equality();
+void init_format();
 void init_hash_tables();
 void init_lists();    // with the car and cdr family, the searches and sort
 void init_numbers();  // arithmetic and functions of numbers
 void init_sets();
+void init_streams();
+void init_strings();
 void init_types();
 void init_vectors();

@@ -59,7 +59,7 @@ static Value copy_string(Value v)
     return copy_part(text, 0, text_length(text));
 }
 
-static Value string_to_symbol(Value v)
+static Value string_symbol(Value v)
 {
     if (is_symbol(v))
         return v;
@@ -89,8 +89,8 @@ static Value make_blanks(Value n)
     return make_string(scratch(), static_cast<uint32_t>(length));
 }
 
-static Value string_to_int(Value v) { return read_integer(coerce_to_cstring(v)); }
-static Value string_to_real(Value v) { return read_number(coerce_to_cstring(v)); }
+static Value string_int(Value v) { return read_integer(coerce_to_cstring(v)); }
+static Value string_real(Value v) { return read_number(coerce_to_cstring(v)); }
 
 // ---- Joining and taking apart
 
@@ -266,13 +266,13 @@ static Value string_of_bytes(const uint8_t* bytes, uint32_t count)
     return length ? make_string(chars, length) : empty_string;
 }
 
-static Value ptr_to_string(Value pointer)
+static Value ptr_string(Value pointer)
 {
     const uint32_t length = *memory_argument(pointer, 1);
     return string_of_bytes(memory_argument(pointer, 1 + length) + 1, length);
 }
 
-static Value text_to_string(Value pointer, Value n)
+static Value text_string(Value pointer, Value n)
 {
     const uint32_t length = length_argument(n);
     if (length > static_cast<uint32_t>(kMostAskedFor))
@@ -296,7 +296,7 @@ static Value put_string_text(Value string, Value pointer)
     return no_value;
 }
 
-static Value string_to_handle(Value string)
+static Value string_handle(Value string)
 {
     const uint32_t length = text_length(string_checked(string));
     const Handle handle = NewHandleChecked(length);
@@ -307,7 +307,7 @@ static Value string_to_handle(Value string)
     return make_handle_pointer(handle);
 }
 
-static Value handle_to_string(Value pointer)
+static Value handle_string(Value pointer)
 {
     const Handle handle = handle_argument(pointer);
     const uint32_t length = std::min(GetHandleSize(handle), kMostOfHandle);
@@ -320,7 +320,7 @@ static Value handle_to_string(Value pointer)
 static const Primitive string_primitives[] = {
     { "string", string, "(string value): its text: a string itself, a symbol's name, or as printed" },
     { "symbol->string", string, "(symbol->string symbol): the symbol's name" },
-    { "string->symbol", string_to_symbol,
+    { "string->symbol", string_symbol,
       "(string->symbol string): the symbol of that name, made if there is none; error 2 on no string" },
     { "string?", string_p, "(string? value): whether it is a string" },
     { "char", char_, "(char integer): a string of that one byte; error 2 outside 0 to 255" },
@@ -352,18 +352,18 @@ static const Primitive string_primitives[] = {
     { "string-nocase=?", string_nocase_equal_p,
       "(string-nocase=? a b ignore-accents): whether the texts are the same but for case, or for "
       "case and accents" },
-    { "string->int", string_to_int, "(string->int value): the integer its text reads as, or nil" },
-    { "string->real", string_to_real, "(string->real value): the number its text reads as, or nil" },
-    { "ptr->string", ptr_to_string,
+    { "string->int", string_int, "(string->int value): the integer its text reads as, or nil" },
+    { "string->real", string_real, "(string->real value): the number its text reads as, or nil" },
+    { "ptr->string", ptr_string,
       "(ptr->string pointer): the counted string at the pointer; error 2 outside memory" },
-    { "text->string", text_to_string,
+    { "text->string", text_string,
       "(text->string pointer n): n bytes, up to a 0; error 2 when n is negative or above 32000" },
     { "put-string", put_string,
       "(put-string string pointer): stores a counted string of at most 255 bytes" },
     { "put-string-text", put_string_text,
       "(put-string-text string pointer): stores the bytes, without a 0 behind them" },
-    { "string->handle", string_to_handle, "(string->handle string): a new handle of the bytes" },
-    { "handle->string", handle_to_string,
+    { "string->handle", string_handle, "(string->handle string): a new handle of the bytes" },
+    { "handle->string", handle_string,
       "(handle->string handle): its bytes, up to a 0 or 32767 of them" },
 };
 
