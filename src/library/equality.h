@@ -1,0 +1,17 @@
+// The equality of structures. eqv stands in the kernel.
+#pragma once
+
+#include "kernel/equality.h"
+
+// Of two values that are not the same word.
+bool equal_slow(Value a, Value b);
+
+inline bool equal(Value a, Value b)
+{
+    if (a == b)
+        return true;
+    // Immediate values of one type: nothing behind them could be alike.
+    if (a.tag() == b.tag() && (is_fixnum(a) || is_symbol(a)))
+        return false;
+    return equal_slow(a, b);
+}
