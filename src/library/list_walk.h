@@ -47,6 +47,13 @@ class ListBuilder {
 public:
     void add(Value v) { link(cons(v, nil)); }
 
+    void add_all(Value list)
+    {
+        ListGuard guard;
+        for (; guard.more(list); list = cdr_of(list))
+            add(car_of(list));
+    }
+
     // The list so far, ending in tail.
     Value ending_in(Value tail)
     {

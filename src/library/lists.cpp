@@ -48,19 +48,12 @@ static Value add(Value item, Value list)
 
 // ---- Joining
 
-static void copy_onto(ListBuilder& result, Value list)
-{
-    ListGuard guard;
-    for (; guard.more(list); list = cdr_of(list))
-        result.add(car_of(list));
-}
-
 static Value append_two(Value a, Value b)
 {
     if (b == nil)
         return a;
     ListBuilder result;
-    copy_onto(result, a);
+    result.add_all(a);
     return result.ending_in(b);
 }
 
@@ -71,7 +64,7 @@ static Value append(Rest lists)
     for (; !is_end(*lists); ++lists) {
         if (*lists == nil)
             continue;
-        copy_onto(result, last);
+        result.add_all(last);
         last = *lists;
     }
     return result.ending_in(last);
@@ -106,7 +99,7 @@ static Value append_x(Rest lists)
 Value copy_list(Value list)
 {
     ListBuilder result;
-    copy_onto(result, list);
+    result.add_all(list);
     return result.list();
 }
 
