@@ -370,5 +370,4 @@ static const Primitive string_primitives[] = {
 void init_strings()
 {
     define_primitives(string_primitives);
-    init_character_sets();
 }
