@@ -554,7 +554,6 @@ void init_reader()
 {
     reset_syntax_table();
     dot_mark = '.';
-    input = { nullptr, 0, nil, kNoCharacter };
     innermost_bytes = nullptr;
     for (int i = 0; i < 256; ++i)
         macro_characters[i] = dispatch_characters[i] = nil;
