@@ -706,7 +706,7 @@ Value eval_in(Value form, LambdaFrame* frame)
         case kTagClass:
             return eval_with_object(f, args);
         case kTagPredicate:
-            return hooks.prove(form);
+            return hooks.prove(form, f, frame);
 
         case kTagQuote:
             return first(args);

@@ -20,6 +20,7 @@ static int alert_on_stderr(int, const char* p0, const char*, const char*, const 
 [[noreturn]] static void no_such_module(Value v) { raise_error(kErrorNotHere, v); }
 
 static Value refuse_term(Value v) { no_such_module(v); }
+static Value refuse_query(Value, Value predicate, LambdaFrame*) { no_such_module(predicate); }
 static Value refuse_link(Value, Value name) { no_such_module(name); }
 static Value refuse_predicate(Value, const Value*, Value name) { no_such_module(name); }
 static void refuse_class_value(Value, Value, Value v) { no_such_module(v); }
@@ -36,7 +37,7 @@ Hooks hooks = {
     .alert = alert_on_stderr,
     .resolve_link = refuse_link,
     .resolve_term = refuse_term,
-    .prove = refuse_term,
+    .prove = refuse_query,
     .apply_predicate = refuse_predicate,
     .prepare_definition = [](Value, bool) {},
     .define_member = [](Value symbol, Value) { no_such_module(symbol); },

@@ -4,6 +4,8 @@
 
 #include "kernel/value.h"
 
+struct LambdaFrame;
+
 struct Hooks {
     void (*poll_events)();              // pumps the event queue once
     void (*end_drawing)();              // gives the drawing context of a drawing in progress back
@@ -18,9 +20,10 @@ struct Hooks {
     int (*alert)(int id, const char* p0, const char* p1, const char* p2, const char* p3);
     // resolve_link finds the object that a linked slot refers to; raw is the stored value.
     Value (*resolve_link)(Value raw, Value name);
-    // resolve_term copies a logic term out of its frames; prove runs a query form.
+    // resolve_term copies a logic term out of its frames; prove runs a query form, whose head's value
+    // is the predicate, among the locals of frame.
     Value (*resolve_term)(Value cell);
-    Value (*prove)(Value form);
+    Value (*prove)(Value form, Value predicate, LambdaFrame* frame);
     Value (*apply_predicate)(Value predicate, const Value* args, Value name);
     // What `define` in a class does, and the name made known there first.
     void (*prepare_definition)(Value symbol, bool method);

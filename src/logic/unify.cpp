@@ -1,0 +1,190 @@
+// Terms: following, unification, the trail, and the way out of a proof for its results.
+#include "logic/term.h"
+
+#include "kernel/evaluator.h"
+#include "library/equality.h"
+#include "library/list_walk.h"
+#include "logic/logic.h"
+
+// ---- Scopes and their names
+
+Scope* newest_scope;
+
+void scope_gone(Value cell)
+{
+    raise_error(kErrorType, car_of(cell));
+}
+
+static Value box_of(Scope* scope)
+{
+    if (scope->box == nil) {
+        const uint64_t address = reinterpret_cast<uintptr_t>(scope);
+        scope->box = new_node(kTagLong, kHeaderBox << 24 | static_cast<uint32_t>(address >> 32),
+                              static_cast<uint32_t>(address));
+    }
+    return scope->box;
+}
+
+void close_scope()
+{
+    const Scope* const scope = newest_scope;
+    newest_scope = scope->older;
+    if (scope->box == nil)
+        return;
+    Node* const box = node_of(scope->box);
+    box->car = kHeaderBox << 24;
+    box->cdr = 0;
+}
+
+// ---- Terms
+
+Value* distant_slot_of(Value variable, Scope* scope)
+{
+    return scope ? variable_slot(variable, frame_of(scope)) : nullptr;
+}
+
+inline Value Term::stored()
+{
+    if (!scope || (!is_unbound() && !is_pair(value)))
+        return value;
+    if (cell == nil) {
+        const Value box = box_of(scope);
+        cell = new_node(kTagReference, value.bits(), box.bits());
+    }
+    return cell;
+}
+
+// ---- The trail
+
+static inline void trail(Value* slot)
+{
+    if (prolog_sp <= spaces.prolog_base) [[unlikely]]
+        raise_error(kErrorNoMemory, nil);
+    *--prolog_sp = zone_address(slot);
+}
+
+static inline Value* trailed_slot(uint32_t entry)
+{
+    return reinterpret_cast<Value*>(zone_pointer(entry));
+}
+
+void undo_trail(uint32_t* mark)
+{
+    while (prolog_sp < mark)
+        *trailed_slot(*prolog_sp++) = no_value;
+}
+
+// ---- Unification
+
+// What is never equal to another word. Strings, numbers beyond the immediate ones and the like have
+// to be looked into, and a string may be equal to a symbol.
+static inline bool compares_by_identity(Value v)
+{
+    return v.tag() == kTagInteger || is_pair(v);
+}
+
+static inline bool atoms_agree(Value a, Value b)
+{
+    if (a == nil || b == nil)
+        return false;
+    if (is_symbol(a) && is_symbol(b))
+        return false;
+    if (compares_by_identity(a) && compares_by_identity(b))
+        return false;
+    return equal(a, b);
+}
+
+bool unify(Value a, Scope* scope_a, Value b, Scope* scope_b)
+{
+    check_stack();
+    LoopWatch watch;
+    for (;;) {
+        // The same words agree whatever their scopes are: two uses of one clause's list literal too.
+        if (a == b)
+            return true;
+        Term right(b, scope_b);
+        right.follow();
+        Term left(a, scope_a);
+        left.follow();
+        if (right.is_unbound()) {
+            if (left.slot == right.slot)
+                return true;
+            const Value v = left.stored();
+            trail(right.slot);
+            *right.slot = v;
+            return true;
+        }
+        if (left.is_unbound()) {
+            // Not trailed: on the clause's side it is as a rule a variable that failure takes away.
+            *left.slot = right.stored();
+            return true;
+        }
+        a = left.value;
+        b = right.value;
+        if (a == b)
+            return true;
+        if (!is_pair(a) || !is_pair(b))
+            return atoms_agree(a, b);
+        scope_a = left.scope;
+        scope_b = right.scope;
+        if (!unify(car_of(a), scope_a, car_of(b), scope_b))
+            return false;
+        a = cdr_of(a);
+        b = cdr_of(b);
+        // Terms that contain themselves come round without a difference found.
+        if (watch.repeats(a, scope_a, b, scope_b))
+            return true;
+    }
+}
+
+// ---- Results
+
+Value resolve(Value value, Scope* scope)
+{
+    check_stack();
+    ListBuilder list;
+    LoopWatch watch;
+    for (;;) {
+        Term term(value, scope);
+        term.follow();
+        if (term.is_unbound())
+            return list.ending_in(no_value);
+        if (!is_pair(term.value))
+            return list.ending_in(term.value);
+        if (watch.repeats(term.value, term.scope))
+            raise_message_error("term without an end");
+        scope = term.scope;
+        list.add(resolve(car_of(term.value), scope));
+        value = cdr_of(term.value);
+    }
+}
+
+Value resolve_term(Value cell)
+{
+    return resolve(car_of(cell), scope_of(cell));
+}
+
+void resolve_variables(Value form, Scope* scope)
+{
+    check_stack();
+    LoopWatch watch;
+    for (; is_pair(form) && !watch.repeats(form, scope); form = cdr_of(form))
+        resolve_variables(car_of(form), scope);
+    if (form.tag() != kTagVariable)
+        return;
+    Value* const slot = slot_of(form, scope);
+    if (slot && slot->tag() == kTagReference)
+        *slot = resolve_term(*slot);
+}
+
+void resolve_trailed(uint32_t* mark, const Value* first_own, const Scope* query)
+{
+    for (const uint32_t* entry = prolog_sp; entry < mark; ++entry) {
+        Value* const slot = trailed_slot(*entry);
+        if (slot >= first_own || slot->tag() != kTagReference)
+            continue;
+        // The machine stack grows down: what lies at or below the query's scope ends with it.
+        if (scope_of(*slot) <= query)
+            *slot = resolve_term(*slot);
+    }
+}
