@@ -88,23 +88,24 @@ static void open_class(const uint8_t* block)
     }
 }
 
-// How many slots of the class hold Values in an instance: the layout puts them first.
+// How many words of an instance hold Values: the layout puts them first. A method may have taken the
+// name of a slot since, whose word then just stays as it is.
 static uint32_t value_slot_count(Value cls)
 {
     const auto known = value_slots.find(cls.payload());
     if (known != value_slots.end())
         return known->second;
-    uint32_t count = 0;
+    uint32_t end = sizeof(ObjectBlock);
     const ClassBlock* const block = class_block(cls);
     for (int i = 0; i < block->table_size; ++i) {
         const Value member = member_at(block, i);
-        if (member.tag() == kTagSlot) {
-            const SlotRecord* const record = slot_record(member);
-            count += record->allocate && record->kind == kSlotValue;
-        }
+        if (member.tag() != kTagSlot)
+            continue;
+        const SlotRecord* const record = slot_record(member);
+        if (record->allocate && record->kind == kSlotValue && slot_offset(member) + 4 > end)
+            end = slot_offset(member) + 4;
     }
-    value_slots[cls.payload()] = count;
-    return count;
+    return value_slots[cls.payload()] = (end - sizeof(ObjectBlock)) / 4;
 }
 
 // An instance older than its class's last layout has words there that are no Values.

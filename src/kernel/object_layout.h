@@ -29,9 +29,13 @@ struct __attribute__((packed, aligned(2))) ClassBlock : ObjectBlock {
     int16_t table_size;     // entries in members
     uint16_t instance_size; // bytes
     uint8_t inited;
-    uint8_t united;
+    uint8_t united;         // bits below
 };
 static_assert(sizeof(ClassBlock) == 42);
+
+constexpr uint8_t kClassUnited = 1;   // made or united by Lisp code
+constexpr uint8_t kClassMixin = 2;    // made by new-mixin
+constexpr uint8_t kClassRetired = 4;  // keeps a layout for instances that the class has outgrown
 
 enum SlotKind : uint8_t { kSlotValue = 0, kSlotBit = 1, kSlotByte = 2, kSlotWord = 3, kSlotUnset = 4 };
 
@@ -68,6 +72,13 @@ inline SlotRecord* slot_record(Value descriptor)
     return reinterpret_cast<SlotRecord*>(block_of(cdr_of(descriptor)));
 }
 
+// The class of an object, as Lisp sees it: the block that an instance of an outgrown layout refers to
+// names the class it stands for. Not for root_class.
+inline Value class_of(Value object)
+{
+    return class_block(object_block(object)->class_)->class_;
+}
+
 // Entry i of a member table; the caller has tested i against table_size.
 inline Value member_at(const ClassBlock* cls, int i)
 {
@@ -83,10 +94,27 @@ Value read_slot_raw(Value object, Value descriptor);
 void write_slot_raw(Value object, Value descriptor, Value v);
 
 // A native object that Lisp owns through a pointer of kind 4. It lies in the zone. The collector
-// calls mark() while the pointer lives and deletes the object when the pointer dies.
+// calls mark() while the pointer lives and deletes the object when the pointer dies. The tests say
+// what an object is before it is cast; who subclasses answers true.
 struct NativeObject {
     virtual void mark() {}
+    virtual bool is_static_data() const { return false; }
+    virtual bool is_persistent() const { return false; }
+    virtual bool is_interface() const { return false; }
+    virtual bool is_window() const { return false; }
+    virtual bool is_button() const { return false; }
+    virtual bool is_choice() const { return false; }
+    virtual bool is_checkbox() const { return false; }
+    virtual bool is_caption() const { return false; }
+    virtual bool is_editable_view() const { return false; }  // table or text
+    virtual bool is_movie() const { return false; }
+    virtual bool is_picture() const { return false; }
+    virtual bool is_bitmap() const { return false; }
+
+    // Takes the name out of creation arguments, or finds one otherwise; answers it.
+    virtual Value setup_name(Value) { return nil; }
     virtual ~NativeObject() = default;
-    static void* operator new(size_t size);
+
+    static void* operator new(size_t size);  // error 9 when memory is refused
     static void operator delete(void* block);
 };

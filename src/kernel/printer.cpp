@@ -190,27 +190,13 @@ static void print_instance(Value object)
         print_princ(text);
 }
 
-// A class that does not descend from the root of the instances is there to be mixed in.
-static bool is_mixin(Value cls)
-{
-    const Value root = find_symbol("obj-root");
-    const Value root_object = is_nil(root) ? nil : global_value(root);
-    Value chain = class_block(cls)->genealogy;
-    if (root_object.tag() != kTagClass || !is_pair(chain))
-        return false;
-    for (; is_pair(chain); chain = cdr_of(chain))
-        if (car_of(chain) == root_object)
-            return false;
-    return true;
-}
-
 static void print_class(Value cls)
 {
     if (cls == root_class) {
         print_text("#<class KALVEX>");
         return;
     }
-    print_text(is_mixin(cls) ? "#<mixin " : "#<class ");
+    print_text(class_block(cls)->united & kClassMixin ? "#<mixin " : "#<class ");
     print_princ(class_block(cls)->name);
     print_char('>');
 }

@@ -50,7 +50,7 @@ void write_slot_raw(Value object, Value descriptor, Value v)
     const uint8_t kind = slot_record(descriptor)->kind;
     uint32_t number = 0;
     if (kind == kSlotByte || kind == kSlotWord)
-        number = static_cast<uint32_t>(integer_value(v));
+        number = is_true_flag(v) ? static_cast<uint32_t>(integer_value(v)) : 0;
     uint8_t* const place = block_of(object) + slot_offset(descriptor);
     switch (kind) {
     case kSlotValue:
@@ -135,13 +135,8 @@ static Value slot_value(Value descriptor, Value symbol)
 
 enum class Lookup { strict, loose };
 
-static Value value_in_object(Value symbol, Lookup lookup)
+static Value value_in_class(Value symbol, Lookup lookup)
 {
-    if (object_block(self_object)->overrides.bits != nil.bits()) {
-        const Value pair = find_override(symbol);
-        if (pair != nil)
-            return cdr_of(pair);
-    }
     const SymbolEntry* const entry = symbol_of(symbol);
     const Value slot_class = Value::from_bits(entry->slot_class);
     if (slot_class.tag() == kTagClass) {
@@ -155,6 +150,16 @@ static Value value_in_object(Value symbol, Lookup lookup)
     return member.tag() == kTagSlot ? slot_value(member, symbol) : member;
 }
 
+static Value value_in_object(Value symbol, Lookup lookup)
+{
+    if (object_block(self_object)->overrides.bits != nil.bits()) {
+        const Value pair = find_override(symbol);
+        if (pair != nil)
+            return cdr_of(pair);
+    }
+    return value_in_class(symbol, lookup);
+}
+
 Value lookup_symbol(Value symbol)
 {
     if (self_object != root_class)
@@ -166,6 +171,11 @@ Value lookup_symbol(Value symbol)
 Value symbol_value(Value symbol)
 {
     return self_object == root_class ? global_value(symbol) : value_in_object(symbol, Lookup::loose);
+}
+
+Value class_level_value(Value symbol)
+{
+    return self_object == root_class ? global_value(symbol) : value_in_class(symbol, Lookup::loose);
 }
 
 bool is_bound(Value symbol)

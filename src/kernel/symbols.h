@@ -42,5 +42,6 @@ inline Value boolean(bool truth)
 // object; symbol_value is the looser look-up that takes a method of any one class.
 Value lookup_symbol(Value symbol);
 Value symbol_value(Value symbol);
+Value class_level_value(Value symbol);  // what symbol_value gives without the object's overrides
 void set_symbol_value(Value symbol, Value v);
 bool is_bound(Value symbol);

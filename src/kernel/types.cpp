@@ -54,7 +54,7 @@ Value type_of(Value v)
     if (v == root_class)
         return v;
     if (v.tag() == kTagInstance)
-        return object_block(v)->class_;
+        return class_of(v);
     const Value meta = v.tag() == kTagClass ? find_symbol("obj-class") : names[v.tag() & 0x3f];
     if (v.tag() == kTagClass)
         return meta != nil && global_value(meta).tag() == kTagClass ? global_value(meta) : v;
