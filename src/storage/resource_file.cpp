@@ -24,6 +24,20 @@ int16_t ResError()
     return resources.status;
 }
 
+ResStatusFrame::ResStatusFrame() : saved(resources.status)
+{
+}
+
+ResStatusFrame::~ResStatusFrame()
+{
+    resources.status = saved;
+}
+
+int CountOpenResFiles()
+{
+    return static_cast<int>(resources.chain.size());
+}
+
 void set_status(int16_t status)
 {
     resources.status = status;

@@ -27,6 +27,13 @@ enum ResStatus : int16_t {
 
 int16_t ResError();
 
+// Keeps the status while it stands, for those who look something up on the side.
+struct ResStatusFrame {
+    ResStatusFrame();
+    ~ResStatusFrame();
+    const int16_t saved;
+};
+
 // ---- Files. Paths are system paths of at most 255 bytes ----
 
 void CreateResFile(std::string_view path, ResType creator, ResType type);
@@ -34,6 +41,7 @@ int OpenResFile(std::string_view path); // the file's reference, -1 on failure
 void CloseResFile(int reference);
 void CloseAllResFiles();
 int FindResFile(std::string_view path); // -1: not open
+int CountOpenResFiles();
 void UpdateResFile(int reference);
 void UseResFile(int reference); // 0: no current file
 int CurResFile();
