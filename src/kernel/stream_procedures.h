@@ -9,7 +9,8 @@
 
 // What an input stream can do besides giving characters; null where it can't.
 struct GetOperations {
-    // Steps back over the last character given. Without it the reader keeps the character itself.
+    // Steps back over the last character given. Without it the reader keeps the character itself. It
+    // is called while frames are left, maybe after the stream has died: it must not raise an error.
     void (*unget)(uint32_t state) = nullptr;
     // Waits until there is something to read, before a form or line is asked for.
     void (*wait)() = nullptr;

@@ -69,9 +69,12 @@ static uint32_t next_character(BufferStruct& from)
     return *zone_pointer(from.data + from.position++);
 }
 
+// Runs while a frame is left, so it raises nothing.
 static void step_back(uint32_t state)
 {
-    BufferStruct& stream = struct_at<BufferStruct>(state);
+    if (!PtrIsLive(state) || GetPtrSize(state) < sizeof(BufferStruct))
+        return;
+    BufferStruct& stream = *reinterpret_cast<BufferStruct*>(zone_pointer(state));
     if (stream.position > 0)
         --stream.position;
 }

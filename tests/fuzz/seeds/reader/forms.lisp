@@ -1,0 +1,1 @@
+(define (f _a . _r) "doc" (if (< _a 1.5e3) 'x #(1 2 -3))); comment[a . b] :key a.b |

@@ -1,0 +1,1 @@
+&(and ibm (not mac)) #\space #\a #{en "yes" fr "oui"} &mac (x) 'y _z {(a b) c}
