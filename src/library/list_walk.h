@@ -16,7 +16,7 @@ uint32_t pairs_to_end(Value tail);
 class ListGuard {
 public:
     static constexpr uint32_t kFuel = 8192;
-    static constexpr uint32_t kPureFuel = 1 << 18;
+    static constexpr uint32_t kPureFuel = 1 << 16;
 
     explicit ListGuard(uint32_t fuel = kFuel) : fuel_(fuel) {}
 
