@@ -49,7 +49,7 @@ void remember_node(Node* node)
 
 static bool names_node(uint32_t payload)
 {
-    return payload >= sizeof(Node) && payload < spaces.node_count * sizeof(Node) &&
+    return payload >= sizeof(Node) && payload < spaces.fresh_node * sizeof(Node) &&
            payload % sizeof(Node) == 0;
 }
 
@@ -220,7 +220,7 @@ static void scan_machine_stack()
     p -= 16 * sizeof(void*);  // where the registers were saved
     p = reinterpret_cast<const uint8_t*>(reinterpret_cast<uintptr_t>(p) & ~uintptr_t{ 7 });
     const uintptr_t first_node = reinterpret_cast<uintptr_t>(node_base) + sizeof(Node);
-    const uintptr_t last_node = reinterpret_cast<uintptr_t>(node_base) + spaces.node_count * sizeof(Node);
+    const uintptr_t last_node = reinterpret_cast<uintptr_t>(node_base) + spaces.fresh_node * sizeof(Node);
     for (; p + 8 <= end; p += 8) {
         const uint64_t word = *reinterpret_cast<const uint64_t*>(p);
         const Value low = Value::from_bits(static_cast<uint32_t>(word));
@@ -346,7 +346,7 @@ static void release(const Node* node)
 static void sweep()
 {
     Node* const nodes = reinterpret_cast<Node*>(node_base);
-    const uint32_t count = spaces.node_count;
+    const uint32_t count = spaces.fresh_node;  // what lies behind was never used
     uint32_t head = nil.bits();
     uint32_t free_count = 0;
     for (uint32_t i = 1; i < count; ++i) {

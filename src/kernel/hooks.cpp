@@ -25,7 +25,7 @@ static Value refuse_link(Value, Value name) { no_such_module(name); }
 static Value refuse_predicate(Value, const Value*, Value name) { no_such_module(name); }
 static void refuse_class_value(Value, Value, Value v) { no_such_module(v); }
 
-Hooks hooks = {
+static const Hooks default_hooks = {
     .poll_events = nothing,
     .end_drawing = nothing,
     .reset_windows = nothing,
@@ -35,6 +35,8 @@ Hooks hooks = {
     .flush_output = nothing,
     .quit = exit_program,
     .alert = alert_on_stderr,
+    .gauge_size = [](Value, int*, int*) { return false; },
+    .draw_gauge = [](Value, int, int, Value) {},
     .resolve_link = refuse_link,
     .resolve_term = refuse_term,
     .prove = refuse_query,
@@ -46,6 +48,8 @@ Hooks hooks = {
     .write_class_value = refuse_class_value,
     .dispose_pointer = no_such_module,
 };
+
+Hooks hooks = default_hooks;
 
 int dialog_language;
 
@@ -67,4 +71,11 @@ void call_root_markers()
 {
     for (int i = 0; i < marker_count; ++i)
         markers[i]();
+}
+
+void reset_hooks()
+{
+    hooks = default_hooks;
+    dialog_language = 0;
+    marker_count = 0;
 }

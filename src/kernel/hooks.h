@@ -18,6 +18,10 @@ struct Hooks {
     // Shows an alert dialog (the id includes the language) with the parameters ^0 to ^3, and answers
     // the button: 1 for the first.
     int (*alert)(int id, const char* p0, const char* p1, const char* p2, const char* p3);
+    // Size in pixels of the window that shows the memory gauge, false when it has none; and the columns
+    // [left, right) of the gauge in a pattern, or as a separating line when that is nil.
+    bool (*gauge_size)(Value window, int* width, int* height);
+    void (*draw_gauge)(Value window, int left, int right, Value pattern);
     // resolve_link finds the object that a linked slot refers to; raw is the stored value.
     Value (*resolve_link)(Value raw, Value name);
     // resolve_term copies a logic term out of its frames; prove runs a query form, whose head's value
@@ -45,3 +49,6 @@ extern int dialog_language;
 using RootMarker = void (*)();
 void add_root_marker(RootMarker marker);
 void call_root_markers();
+
+// Every hook its default, no markers: before a boot and after a run.
+void reset_hooks();

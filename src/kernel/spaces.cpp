@@ -22,6 +22,7 @@ Value empty_string;
 constexpr uint32_t kSymbolSize = 16;
 constexpr uint32_t kNodeSize = 8;
 constexpr uint32_t kStackMargin = 2000;    // bytes kept free at the end of both stacks
+constexpr uint32_t kFreshRun = 16384;
 constexpr uint32_t kLeastFreeNodes = 5000;  // fewer after a collection, and the nodes try to grow
 
 static uint8_t* round_up(uint8_t* p, uintptr_t unit)
@@ -60,6 +61,24 @@ static void link_free_nodes(uint32_t first, uint32_t last)
     spaces.free_nodes += last - first;
 }
 
+// Nodes go on the list by runs, as they are needed: linking a million touches 8 MB. False when all
+// have been there.
+static bool link_fresh_nodes()
+{
+    const uint32_t first = spaces.fresh_node;
+    if (first >= spaces.node_count)
+        return false;
+    const uint32_t left = spaces.node_count - first;
+    spaces.fresh_node = first + (left < kFreshRun ? left : kFreshRun);
+    link_free_nodes(first, spaces.fresh_node);
+    return true;
+}
+
+uint32_t free_node_count()
+{
+    return spaces.free_nodes + spaces.node_count - spaces.fresh_node;
+}
+
 static void carve(uint8_t* block, const SpaceSizes& sizes, uint32_t nodes, uint32_t arena)
 {
     spaces.symbol_count = spaces.free_symbols = sizes.symbols;
@@ -93,7 +112,8 @@ static void clear_spaces()
     spaces.free_head = nil.bits();
     spaces.free_nodes = 0;
     spaces.node_threshold = 2;
-    link_free_nodes(1, spaces.node_count);
+    spaces.fresh_node = 1;
+    link_fresh_nodes();
     spaces.chain_head = spaces.chain_end = cons(nil, nil).payload();
     self_object = root_class;
 }
@@ -156,7 +176,7 @@ void close_arena()
 static void collect_and_grow()
 {
     collect(true);
-    if (spaces.free_nodes < kLeastFreeNodes)
+    if (free_node_count() < kLeastFreeNodes)
         grow_nodes(1);
 }
 
@@ -164,7 +184,7 @@ void make_room_for_nodes()
 {
     if (stress_collection_due())
         collect(true);
-    if (spaces.free_nodes < 2)
+    if (spaces.free_nodes < 2 && !link_fresh_nodes())
         collect_and_grow();
     if (spaces.free_nodes < 2)
         out_of_memory();
@@ -182,6 +202,8 @@ void ensure_space(uint32_t bytes)
         return;
     if (stress_collection_due())
         collect(true);
+    if (spaces.free_nodes < 2)
+        link_fresh_nodes();
     if (free_heap() < bytes || spaces.free_nodes < 2)
         collect_and_grow();
     if (free_heap() < bytes || spaces.free_nodes < 2)
@@ -368,8 +390,11 @@ bool grow_nodes(uint32_t n)
     if (n > kMostNodes || spaces.node_count + n > kMostNodes || free_heap() / kNodeSize < n)
         return false;
     shift_heap(n * kNodeSize);
+    while (link_fresh_nodes()) {
+    }
     const uint32_t first = spaces.node_count;
     spaces.node_count += n;
+    spaces.fresh_node = spaces.node_count;
     link_free_nodes(first, spaces.node_count);
     return true;
 }

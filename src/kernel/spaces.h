@@ -39,7 +39,8 @@ struct Spaces {
     uint32_t prolog_words;
     uint32_t node_count;         // with node 0, which is reserved
     uint32_t free_head;          // byte offset of the first free node; nil's bits end the list
-    uint32_t free_nodes;
+    uint32_t free_nodes;         // on that list
+    uint32_t fresh_node;         // index of the first node that was never on the list
     uint32_t node_threshold;     // cons looks closer when fewer than this are free
     uint8_t* heap_base;
     uint8_t* heap_pointer;
@@ -103,6 +104,8 @@ inline void set_cdr(Value v, Value cdr)
 
 // The header or first tag of a node, marks cleared.
 inline Tag header_of(Value v) { return static_cast<Tag>(node_of(v)->car >> 24 & 0x3f); }
+
+uint32_t free_node_count();  // with those that were never on the list
 
 // Makes room for two nodes: collects, grows, or ends in the out-of-memory dialog.
 void make_room_for_nodes();

@@ -1,6 +1,8 @@
 // The symbol table. A lookup stops at a free entry, so one entry always stays free.
 #include "kernel/symbols.h"
 
+#include <vector>
+
 #include "kernel/errors.h"
 
 Value symbol_t;
@@ -9,6 +11,7 @@ Value symbol_t;
 static constexpr uint32_t kNameBlock = 16384;
 static uint8_t* name_place;
 static uint32_t name_room;
+static std::vector<ZoneAddress> name_blocks;
 
 static uint32_t hash_name(const char* name)
 {
@@ -42,6 +45,7 @@ static Value permanent_name(const char* name)
         const uint32_t block = zone_allocate(size > kNameBlock ? size : kNameBlock);
         if (!block)
             raise_error(kErrorNoMemory);
+        name_blocks.push_back(block);
         name_place = zone_pointer(block);
         name_room = size > kNameBlock ? size : kNameBlock;
     }
@@ -98,4 +102,20 @@ Value intern_keyword(const char* name)
     const Value keyword = intern_dynamic(text);
     set_global_value(keyword, keyword);
     return keyword;
+}
+
+void init_symbols()
+{
+    symbol_t = intern("t");
+    set_global_value(symbol_t, symbol_t);
+    intern("nil", nil);
+}
+
+void forget_symbols()
+{
+    for (const ZoneAddress block : name_blocks)
+        zone_free(block);
+    name_blocks.clear();
+    name_room = 0;
+    symbol_t = nil;
 }

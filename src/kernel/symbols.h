@@ -45,3 +45,7 @@ Value symbol_value(Value symbol);
 Value class_level_value(Value symbol);  // what symbol_value gives without the object's overrides
 void set_symbol_value(Value symbol, Value v);
 bool is_bound(Value symbol);
+
+// The symbols t and nil, before all others; and the end of all names, once the arena is closed.
+void init_symbols();
+void forget_symbols();
