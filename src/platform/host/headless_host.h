@@ -1,0 +1,39 @@
+// A host that needs no display: the frame is kept, alerts go to standard error and are answered by
+// a script, and time passes as the clock says.
+#pragma once
+
+#include <vector>
+
+#include "platform/host/host.h"
+
+class HeadlessHost : public Host {
+public:
+    explicit HeadlessHost(HostSize screen = { 1024, 768 }) : screen_(screen) {}
+
+    HostSize screen() const override { return screen_; }
+    bool open_frame(const FrameSettings& settings) override;
+    void close_frame() override;
+    void set_frame_state(FrameState state) override;
+    int show_dialog(const Dialog& dialog) override;
+    void pump(uint32_t wait_ms) override;
+    bool run_installer(const char* program) override;
+
+    // Buttons for the alerts to come, in order; past them every alert answers its first.
+    void answer_alerts(std::vector<int> buttons);
+    // The dialogs that were shown so far.
+    const std::vector<Dialog>& shown() const { return shown_; }
+    void set_quiet(bool quiet) { quiet_ = quiet; }
+    // A wait makes the virtual clock go on instead of sleeping.
+    void use_virtual_time(bool is_virtual) { virtual_time_ = is_virtual; }
+    // The next frame is refused, as a system short of resources does.
+    void refuse_frame() { refuse_frame_ = true; }
+
+private:
+    const HostSize screen_;
+    std::vector<int> answers_;
+    size_t next_answer_ = 0;
+    std::vector<Dialog> shown_;
+    bool quiet_ = false;
+    bool virtual_time_ = false;
+    bool refuse_frame_ = false;
+};
