@@ -1,0 +1,263 @@
+// One loop for all sources: the reader asks for characters, and when those of a line are used up the
+// source is asked for the next one, so a form is evaluated as soon as it is complete.
+#include "app/console.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <editline/readline.h>
+#include <unistd.h>
+
+#include "app/source_text.h"
+#include "kernel/errors.h"
+#include "kernel/evaluator.h"
+#include "kernel/frames.h"
+#include "kernel/hooks.h"
+#include "kernel/printer.h"
+#include "kernel/reader.h"
+#include "kernel/symbols.h"
+#include "platform/host/dialogs.h"
+#include "platform/text_encoding.h"
+
+// ---- Output
+
+static std::string pending_output;
+static bool at_line_start = true;
+
+void flush_console()
+{
+    fwrite(pending_output.data(), 1, pending_output.size(), stdout);
+    pending_output.clear();
+    fflush(stdout);
+}
+
+static void put_console(uint32_t character, uint32_t)
+{
+    const char byte = character == '\r' ? '\n' : static_cast<char>(character);
+    at_line_start = byte == '\n';
+    if (character < 0x80)
+        pending_output += byte;
+    else
+        pending_output += utf8_from_ansi({ &byte, 1 });
+    if (pending_output.size() > 8192)
+        flush_console();
+}
+
+static void tell_error(const char* text)
+{
+    flush_console();
+    fprintf(stderr, "%s\n", utf8_from_ansi(text).c_str());
+}
+
+// The loop tells the error of a form itself, when it has caught the throw.
+static int answer_alert(int id, const char* p0, const char*, const char*, const char*)
+{
+    if (id / 100 != kDialogInternalError / 100)
+        tell_error(p0);
+    return 1;
+}
+
+void open_console()
+{
+    hooks.alert = answer_alert;
+    output = { put_console, 0, nil };
+    at_line_start = true;
+}
+
+// ---- Input
+
+namespace {
+
+struct Characters {
+    LineSource* source;
+    std::string line;  // in the reader's form, with its end
+    size_t next;
+    bool inside_form;
+    bool ended;
+};
+
+Characters* characters = nullptr;
+
+}
+
+static uint32_t get_console(uint32_t)
+{
+    Characters& from = *characters;
+    while (from.next >= from.line.size()) {
+        std::string host_line;
+        flush_console();
+        if (from.ended || !from.source->next_line(&host_line, from.inside_form)) {
+            from.ended = true;
+            return kEndOfInput;
+        }
+        from.line = lisp_text(host_line) + '\r';
+        from.next = 0;
+    }
+    const uint8_t character = static_cast<uint8_t>(from.line[from.next++]);
+    if (character > ' ')
+        from.inside_form = true;
+    return character;
+}
+
+// ---- The loop
+
+namespace {
+
+enum class Step { done, failed, ended };
+
+// Puts the characters of an outer loop back.
+struct CharactersFrame {
+    explicit CharactersFrame(Characters* inner) : saved(characters) { characters = inner; }
+    ~CharactersFrame() { characters = saved; }
+    Characters* const saved;
+};
+
+}
+
+static void show_value(Value v)
+{
+    if (v == no_value)
+        return;
+    if (!at_line_start)
+        print_char('\r');
+    print_display(v);
+    print_char('\r');
+}
+
+static Step evaluate_next_form(ShowValues show)
+{
+    const uint32_t errors_before = error_count();
+    const SavedState state;
+    const Output shown = output;
+    CatchFrame frame(intern("toplevel"));
+    try {
+        characters->inside_form = false;
+        const Value form = read_form();
+        if (form == kTokenEnd)
+            return Step::ended;
+        if (form == kTokenNothing)
+            return Step::done;
+        if (form.tag() == kTagAddress)
+            raise_error(kErrorSyntax);
+        const Value result = eval_toplevel(form);
+        if (show == ShowValues::yes)
+            show_value(result);
+        return Step::done;
+    } catch (thrower&) {
+        state.restore();
+        event_flag = frame.saved_event_flag;
+        output = shown;
+    }
+    return error_count() > errors_before ? Step::failed : Step::done;
+}
+
+int evaluate_lines(LineSource& source, ShowValues show)
+{
+    Characters here = { &source, "", 0, false, false };
+    CharactersFrame characters_frame(&here);
+    InputFrame input_frame;
+    input = { get_console, 0, nil, kNoCharacter };
+    int errors = 0;
+    for (;;) {
+        const Step step = evaluate_next_form(show);
+        if (step == Step::ended)
+            return errors;
+        if (step == Step::failed) {
+            ++errors;
+            tell_error(last_error().message);
+        }
+    }
+}
+
+namespace {
+
+struct TextSource : LineSource {
+    explicit TextSource(const std::string& text) : text_(text) {}
+    bool next_line(std::string* line, bool) override
+    {
+        if (next_ >= text_.size())
+            return false;
+        size_t end = text_.find('\n', next_);
+        if (end == std::string::npos)
+            end = text_.size();
+        *line = text_.substr(next_, end - next_);
+        next_ = end + 1;
+        return true;
+    }
+
+private:
+    const std::string& text_;
+    size_t next_ = 0;
+};
+
+struct StandardInput : LineSource {
+    ~StandardInput() override { free(buffer_); }
+    bool next_line(std::string* line, bool) override
+    {
+        const ssize_t length = getline(&buffer_, &room_, stdin);
+        if (length < 0)
+            return false;
+        line->assign(buffer_, length);
+        if (!line->empty() && line->back() == '\n')
+            line->pop_back();
+        return true;
+    }
+
+private:
+    char* buffer_ = nullptr;
+    size_t room_ = 0;
+};
+
+struct Terminal : LineSource {
+    Terminal()
+    {
+        if (const char* home = getenv("HOME"))
+            history_ = std::string(home) + "/.kalvex_history";
+        using_history();
+        stifle_history(1000);
+        if (!history_.empty())
+            read_history(history_.c_str());
+    }
+    ~Terminal() override
+    {
+        if (!history_.empty())
+            write_history(history_.c_str());
+    }
+    bool next_line(std::string* line, bool inside_form) override
+    {
+        char* typed = readline(inside_form ? "   ... " : "kalvex> ");
+        if (!typed) {
+            putchar('\n');
+            return false;
+        }
+        *line = typed;
+        if (*typed)
+            add_history(typed);
+        free(typed);
+        at_line_start = true;
+        return true;
+    }
+
+private:
+    std::string history_;
+};
+
+}
+
+int evaluate_text(const std::string& host_text, ShowValues show)
+{
+    TextSource source(host_text);
+    return evaluate_lines(source, show);
+}
+
+int evaluate_standard_input(ShowValues show)
+{
+    StandardInput source;
+    return evaluate_lines(source, show);
+}
+
+int evaluate_terminal()
+{
+    Terminal source;
+    return evaluate_lines(source, ShowValues::yes);
+}

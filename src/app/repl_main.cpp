@@ -1,0 +1,126 @@
+// kalvex-repl: the console for programmers.
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "app/boot.h"
+#include "app/console.h"
+#include "app/reference.h"
+#include "app/source_text.h"
+#include "kernel/primitive.h"
+#include "kernel/symbols.h"
+#include "platform/text_encoding.h"
+
+namespace {
+
+struct Source {
+    enum Kind { expression, file } kind;
+    std::string text;
+};
+
+struct Options {
+    enum Task { evaluate, names, doc, reference, usage } task = evaluate;
+    std::vector<Source> sources;
+    std::string image;
+    std::string host;
+    std::string name;  // for doc
+};
+
+}
+
+static const char kUsage[] =
+    "kalvex-repl [--image FILE] [--host NAME] [-e EXPR]... [FILE]...\n"
+    "kalvex-repl --names | --doc NAME\n"
+    "\n"
+    "Evaluates what is given, in order, and displays each value on a line of its own; a value that\n"
+    "says nothing (no-value) is not shown. With nothing given it reads forms from standard input,\n"
+    "with line editing and history when that is a terminal. An error ends its form, is told on\n"
+    "standard error and makes the exit status 1; the forms behind it run.\n";
+
+// False when a word is unknown or lacks its operand.
+static bool parse_options(int count, char** words, Options* options)
+{
+    for (int i = 1; i < count; i++) {
+        const std::string word = words[i];
+        const bool takes_operand =
+            word == "-e" || word == "--image" || word == "--host" || word == "--doc";
+        if (takes_operand && ++i == count)
+            return false;
+        if (word == "-e")
+            options->sources.push_back({ Source::expression, words[i] });
+        else if (word == "--image")
+            options->image = words[i];
+        else if (word == "--host")
+            options->host = words[i];
+        else if (word == "--doc")
+            options->task = Options::doc, options->name = words[i];
+        else if (word == "--names")
+            options->task = Options::names;
+        else if (word == "--reference")
+            options->task = Options::reference;
+        else if (word == "--help")
+            options->task = Options::usage;
+        else if (word.size() > 1 && word[0] == '-')
+            return false;
+        else
+            options->sources.push_back({ Source::file, word });
+    }
+    return true;
+}
+
+static int evaluate_file(const std::string& path)
+{
+    std::string text, error;
+    if (!read_host_file(path, &text, &error)) {
+        fprintf(stderr, "kalvex-repl: %s\n", error.c_str());
+        return 1;
+    }
+    return evaluate_text(text, ShowValues::yes);
+}
+
+static int evaluate_sources(const Options& options)
+{
+    int errors = 0;
+    for (const Source& source : options.sources) {
+        errors += source.kind == Source::file ? evaluate_file(source.text)
+                                              : evaluate_text(source.text, ShowValues::yes);
+    }
+    if (options.sources.empty())
+        errors += isatty(STDIN_FILENO) ? evaluate_terminal() : evaluate_standard_input(ShowValues::yes);
+    flush_console();
+    return errors ? 1 : 0;
+}
+
+static int run(const Options& options)
+{
+    switch (options.task) {
+    case Options::names:
+        print_defined_names();
+        return 0;
+    case Options::doc:
+        return print_usage_of(options.name.c_str());
+    case Options::reference:
+        print_reference();
+        return 0;
+    default:
+        open_console();
+        return evaluate_sources(options);
+    }
+}
+
+int main(int count, char** words)
+{
+    Options options;
+    if (!parse_options(count, words, &options)) {
+        fputs(kUsage, stderr);
+        return 2;
+    }
+    if (options.task == Options::usage) {
+        fputs(kUsage, stdout);
+        return 0;
+    }
+    return run_interpreter(console_sizes(), [&] { return run(options); });
+}
