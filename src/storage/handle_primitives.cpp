@@ -119,7 +119,7 @@ static Value mref(Value width_, Value pointer, Rest offsets)
 }
 
 // Widths 1 and 2 take small integers only; 3, the signed one, is for reading.
-static Value mset(Value width_, Value value, Value pointer, Rest offsets)
+static Value mset(Value width_, Value value, Rest place)
 {
     const int32_t width = integer_value(width_);
     const uint32_t size = width_bytes(width);
@@ -127,7 +127,9 @@ static Value mset(Value width_, Value value, Value pointer, Rest offsets)
     if (size == 0 || width == 3 || width == -3 || !(is_fixnum(value) || (size == 4 && is_long)))
         raise_error(kErrorType, make_integer(width));
     const uint32_t bits = bits_argument(value);
-    uint8_t* at = memory_argument(pointer, sum_of(offsets), size);
+    if (is_end(place[0]))
+        raise_error(kErrorType);
+    uint8_t* at = memory_argument(place[0], sum_of(place + 1), size);
     const uint16_t word = static_cast<uint16_t>(bits);
     switch (width) {
     case 1:
