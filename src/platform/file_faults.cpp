@@ -25,6 +25,17 @@ struct FaultState {
 };
 
 static FaultState faults;
+static bool simulated_syncs;
+
+void SimulateSyncs(bool simulate)
+{
+    simulated_syncs = simulate;
+}
+
+bool SyncsAreSimulated()
+{
+    return simulated_syncs;
+}
 
 void SetFileFault(FileFault fault, uint32_t nth, bool watch_unsynced)
 {

@@ -22,6 +22,9 @@ bool FileFaultStruck();
 // reverse order; with a seed of 0 all are. Call it when every file is closed.
 void LosePower(uint32_t seed);
 
+// With true a sync counts as done without the disk being asked: tests have no need to wait for it.
+void SimulateSyncs(bool simulate);
+
 // ---- For files.cpp ----
 
 enum class FaultAnswer { go_on, fail, half };
@@ -29,6 +32,7 @@ enum class FileChange { write, truncate, sync, create, remove, rename };
 
 FaultAnswer AskFileFault(FileChange change);
 bool WatchingUnsynced();
+bool SyncsAreSimulated();
 void NoteFileWrite(int descriptor, const std::string& path, uint64_t offset, uint64_t count);
 void NoteFileCreated(const std::string& path);
 void NoteFileRemoved(const std::string& path);

@@ -19,6 +19,7 @@ protected:
     void SetUp() override
     {
         SetFileFault(FileFault::none, 0);
+        SimulateSyncs(true);
         SetStorageSync(StorageSync::process);
         AbandonAllResFiles();
         DisposeAllHandles();
@@ -28,6 +29,7 @@ protected:
         SetFileFault(FileFault::none, 0);
         AbandonAllResFiles();
         DisposeAllHandles();
+        SimulateSyncs(false);
     }
 
     // Makes and opens an empty file.
