@@ -1,0 +1,228 @@
+// How colours become pixels. The rules differ by depth and by use, and are those of the system that
+// is stood for; they were found from its pixels, not from a principle.
+#include "platform/gdi/color.h"
+
+#include <algorithm>
+
+static bool is_palette_index(COLORREF c)
+{
+    return c >> 24 == 0x01;
+}
+
+static bool is_dib_index(COLORREF c)
+{
+    return c >> 16 == 0x10FF;
+}
+
+uint32_t color_value(const DeviceContext& dc, COLORREF c)
+{
+    if (is_palette_index(c))
+        return dc.state.palette.object->color(c & 0xFFFF);
+    if (is_dib_index(c)) {
+        const bool indexed = dc.bitmap && dc.surface().indexed() && dc.surface().table;
+        return indexed ? dc.surface().table->color(c & 0xFFFF) : 0;
+    }
+    return color_of(c);
+}
+
+static uint32_t brightness_bit(uint32_t color)
+{
+    const int r = color >> 16 & 255, g = color >> 8 & 255, b = color & 255;
+    const int black = r * r + g * g + b * b;
+    const int white = (255 - r) * (255 - r) + (255 - g) * (255 - g) + (255 - b) * (255 - b);
+    return white < black;
+}
+
+static uint32_t dib_index_pixel(const Surface& surface, uint32_t index)
+{
+    switch (surface.bits) {
+    case 1: return index == 1;
+    case 4: return index < 16 ? index : 0;
+    case 8: return index & 255;
+    default: return 0;
+    }
+}
+
+// On a bitmap of one bit without a table, pens and brushes know two colours only: the background's,
+// and all others, which take the other side. The text colour tells which side that is.
+static uint32_t mono_pixel(const DeviceContext& dc, COLORREF c, uint32_t color)
+{
+    const COLORREF bk = dc.state.bk_color;
+    const uint32_t bk_value = color_value(dc, bk);
+    const bool bk_white = is_palette_index(bk) ? brightness_bit(bk_value) : bk_value == 0xFFFFFF;
+    const bool is_bk = c == bk || color == bk_value;
+    if (color_value(dc, dc.state.text_color) == 0 || bk_white)
+        return color == 0xFFFFFF || is_bk;
+    return !(color == 0 || is_bk);
+}
+
+// A table of two: an exact entry, or else the background's nearest and its opposite.
+static uint32_t two_color_pixel(const DeviceContext& dc, const ColorTable& table, uint32_t color)
+{
+    const int exact = table.find(color);
+    if (exact >= 0)
+        return uint32_t(exact);
+    const uint32_t bk = color_value(dc, dc.state.bk_color);
+    const uint32_t bk_pixel = table.nearest(bk);
+    return color == bk ? bk_pixel : bk_pixel ^ 1;
+}
+
+uint32_t pixel_of(const DeviceContext& dc, COLORREF c, ColorUse use)
+{
+    const Surface& surface = dc.surface();
+    if (is_dib_index(c))
+        return dib_index_pixel(surface, c & 0xFFFF);
+    const uint32_t color = color_value(dc, c);
+    switch (surface.format) {
+    case PixelFormat::mono:
+        return use == ColorUse::plot ? brightness_bit(color) : mono_pixel(dc, c, color);
+    case PixelFormat::indexed1: return two_color_pixel(dc, *surface.table, color);
+    case PixelFormat::indexed4:
+    case PixelFormat::indexed8: return surface.table->nearest(color);
+    default: return direct_pixel(surface.format, color);
+    }
+}
+
+uint32_t color_of_pixel(const Surface& surface, uint32_t pixel)
+{
+    if (surface.format == PixelFormat::mono)
+        return pixel ? 0xFFFFFF : 0;
+    return surface.indexed() ? surface.table->color(pixel) : direct_color(surface.format, pixel);
+}
+
+static bool same_colors(const Surface& a, const Surface& b)
+{
+    if (a.format != b.format)
+        return false;
+    return !a.indexed() || a.table == b.table || a.table->colors() == b.table->colors();
+}
+
+void Converter::set_table(int bits)
+{
+    kind_ = Kind::table;
+    table_.resize(size_t(1) << bits);
+}
+
+// Ones where the source has the pixel nearest to a colour.
+void Converter::to_mono(const Surface& source, uint32_t background)
+{
+    if (!source.indexed()) {
+        kind_ = Kind::match;
+        key_ = direct_pixel(source.format, background);
+        return;
+    }
+    const uint32_t key = source.table->nearest(background);
+    set_table(source.bits);
+    for (uint32_t i = 0; i < table_.size(); i++)
+        table_[i] = i == key;
+}
+
+void Converter::to_colors(const Surface& source, const Surface& target)
+{
+    if (target.indexed()) {
+        target_table_ = target.table;
+        if (!source.indexed()) {
+            kind_ = Kind::cells;
+            return;
+        }
+        set_table(source.bits);
+        for (uint32_t i = 0; i < table_.size(); i++)
+            table_[i] = target.table->nearest(source.table->color(i));
+        return;
+    }
+    if (!source.indexed()) {
+        kind_ = Kind::direct;
+        return;
+    }
+    set_table(source.bits);
+    for (uint32_t i = 0; i < table_.size(); i++)
+        table_[i] = direct_pixel(target.format, source.table->color(i));
+}
+
+Converter::Converter(const DeviceContext& source, const DeviceContext& target)
+    : from_(source.surface().format), to_(target.surface().format)
+{
+    if (&source.surface() == &target.surface() || same_colors(source.surface(), target.surface()))
+        return;
+    if (from_ == PixelFormat::mono) {
+        table_ = { pixel_of(target, target.state.text_color, ColorUse::draw),
+                   pixel_of(target, target.state.bk_color, ColorUse::draw) };
+        kind_ = Kind::table;
+    } else if (to_ == PixelFormat::mono) {
+        to_mono(source.surface(), color_value(source, source.state.bk_color));
+    } else {
+        to_colors(source.surface(), target.surface());
+    }
+}
+
+Converter::Converter(const Surface& source, const DeviceContext& target)
+    : from_(source.format), to_(target.surface().format)
+{
+    if (from_ == PixelFormat::mono) {
+        if (to_ == PixelFormat::mono)
+            return;
+        table_ = { pixel_of(target, target.state.text_color, ColorUse::draw),
+                   pixel_of(target, target.state.bk_color, ColorUse::draw) };
+        kind_ = Kind::table;
+    } else if (!same_colors(source, target.surface())) {
+        if (to_ == PixelFormat::mono)
+            to_mono(source, 0xFFFFFF);
+        else
+            to_colors(source, target.surface());
+    }
+}
+
+Converter::Converter(const Surface& source, const Surface& target)
+    : from_(source.format), to_(target.format)
+{
+    if (same_colors(source, target))
+        return;
+    Surface from = source, to = target;
+    for (Surface* s : { &from, &to }) {
+        if (s->format == PixelFormat::mono) {
+            s->format = PixelFormat::indexed1;
+            s->table = default_table(1);
+        }
+    }
+    if (!same_colors(from, to))
+        to_colors(from, to);
+}
+
+void Converter::run(const uint32_t* in, uint32_t* out, int n) const
+{
+    switch (kind_) {
+    case Kind::identity:
+        if (in != out)
+            std::copy(in, in + n, out);
+        break;
+    case Kind::table:
+        for (int i = 0; i < n; i++)
+            out[i] = table_[in[i]];
+        break;
+    case Kind::direct:
+        for (int i = 0; i < n; i++)
+            out[i] = direct_pixel(to_, direct_color(from_, in[i]));
+        break;
+    case Kind::cells:
+        for (int i = 0; i < n; i++)
+            out[i] = to_ == PixelFormat::indexed1 ? target_table_->nearest(direct_color(from_, in[i])) : target_table_->nearest_to_cell(direct_color(from_, in[i]));
+        break;
+    case Kind::match: {
+        const uint32_t mask = from_ == PixelFormat::bgrx32 ? 0xFFFFFF : 0xFFFFFFFF;
+        for (int i = 0; i < n; i++)
+            out[i] = (in[i] & mask) == key_;
+        break;
+    }
+    }
+}
+
+void Converter::run_row(const uint8_t* row, int x, uint32_t* out, int n) const
+{
+    if (kind_ == Kind::table && from_ == PixelFormat::indexed8) {
+        for (int i = 0; i < n; i++)
+            out[i] = table_[row[x + i]];
+        return;
+    }
+    unpack_row(row, format_bits(from_), x, n, out);
+    run(out, out, n);
+}
