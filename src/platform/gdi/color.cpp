@@ -122,7 +122,8 @@ void Converter::to_colors(const Surface& source, const Surface& target)
     if (target.indexed()) {
         target_table_ = target.table;
         if (!source.indexed()) {
-            kind_ = Kind::cells;
+            // A table of two is looked up by the exact colour, larger ones by the colour's cell.
+            kind_ = target.bits == 1 ? Kind::nearest : Kind::cells;
             return;
         }
         set_table(source.bits);
@@ -205,7 +206,11 @@ void Converter::run(const uint32_t* in, uint32_t* out, int n) const
         break;
     case Kind::cells:
         for (int i = 0; i < n; i++)
-            out[i] = to_ == PixelFormat::indexed1 ? target_table_->nearest(direct_color(from_, in[i])) : target_table_->nearest_to_cell(direct_color(from_, in[i]));
+            out[i] = target_table_->nearest_to_cell(direct_color(from_, in[i]));
+        break;
+    case Kind::nearest:
+        for (int i = 0; i < n; i++)
+            out[i] = target_table_->nearest(direct_color(from_, in[i]));
         break;
     case Kind::match: {
         const uint32_t mask = from_ == PixelFormat::bgrx32 ? 0xFFFFFF : 0xFFFFFFFF;

@@ -30,7 +30,7 @@ public:
     void run_row(const uint8_t* row, int x, uint32_t* out, int n) const;
 
 private:
-    enum class Kind { identity, table, direct, cells, match };
+    enum class Kind { identity, table, direct, cells, nearest, match };
     void to_mono(const Surface& source, uint32_t background);
     void to_colors(const Surface& source, const Surface& target);
     void set_table(int bits);
