@@ -70,7 +70,9 @@ const GetOperations* get_operations(GetProcedure get)
 
 uint32_t stream_state(Value stream)
 {
-    const Value state = cdr_of(stream);
+    Value state = cdr_of(stream);
+    if (is_pair(state) && is_symbol(cdr_of(state)))
+        state = cdr_of(state);
     if (is_symbol(state))
         return state.bits();
     if (state.tag() != kTagPointer)

@@ -40,6 +40,6 @@ PutProcedure put_procedure(Value primitive);
 // Never null; all its members are for a procedure that was registered without.
 const GetOperations* get_operations(GetProcedure get);
 
-// The state word of a stream pair's cdr: the pointer's word, or the bits of a symbol (the selector of
-// a stream written in Lisp). Anything else is error 2 with the stream.
+// The state word of a stream pair's cdr: the pointer's word, or the bits of a symbol or of the symbol
+// in a pair's cdr (the selector of a stream written in Lisp). Anything else is error 2 with the stream.
 uint32_t stream_state(Value stream);
