@@ -99,9 +99,13 @@ static bool has_text(Value v) { return is_string(v) || is_symbol(v); }
 
 static Value append_texts(Rest texts)
 {
+    uint32_t lengths[8];  // of the first ones, so that they are measured once
     uint32_t total = 0;
-    for (Rest at = texts; !is_end(*at); ++at) {
-        total += text_length(text_of(*at));
+    for (uint32_t i = 0; !is_end(texts[i]); ++i) {
+        const uint32_t length = text_length(text_of(texts[i]));
+        if (i < std::size(lengths))
+            lengths[i] = length;
+        total += length;
         if (total > kLongestString)
             raise_error(kErrorType, make_unsigned(total));
     }
@@ -109,8 +113,12 @@ static Value append_texts(Rest texts)
         return empty_string;
     ensure_text(total);
     char* end = scratch();
-    for (Rest at = texts; !is_end(*at); ++at)
-        end = stpcpy(end, string_chars(text_of(*at)));
+    for (uint32_t i = 0; !is_end(texts[i]); ++i) {
+        const char* const text = string_chars(text_of(texts[i]));
+        const size_t length = i < std::size(lengths) ? lengths[i] : strlen(text);
+        memcpy(end, text, length);
+        end += length;
+    }
     return make_string(scratch(), total);
 }
 

@@ -1,0 +1,10 @@
+; texts put together and taken apart
+(define (build _n)
+  (let ((_i 0) (_s nil) (_u nil) (_sum 0))
+    (while (< _i _n)
+      (set! _s (string-append "the quick " "brown fox"))
+      (set! _u (substring _s 4 15))
+      (set! _sum (+ _sum (string-length (string-append _u _s))))
+      (set! _i (+ _i 1)))
+    _sum))
+(build 2000000)
