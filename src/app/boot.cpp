@@ -51,6 +51,7 @@ struct Module {
 
 static Module modules[] = {
     { "Arrays", init_arrays, 0 },
+    { "Comparison of texts", init_compare_buffers, 0 },
     { "Definitions", init_definitions, 0 },
     { "Streams", init_streams, 0 },
     { "Errors", init_errors, 0 },
@@ -67,6 +68,8 @@ static Module modules[] = {
     { "Logic", init_logic, 0 },
     { "Reader", init_reader, 0 },
     { "Matching of text", init_text_matcher, 0 },
+    { "Search", init_search, 0 },
+    { "Position", init_position, 0 },
     { "Sets", init_sets, 0 },
     { "Character sets", init_character_sets, 0 },
     { "Strings", init_strings, 0 },
