@@ -11,18 +11,19 @@ uint32_t pairs_to_end(Value tail);
 // Decides at each step of a walk whether to go on:
 //     ListGuard guard;
 //     for (; guard.more(list); list = cdr_of(list)) ...
-// Counts the steps; past the fuel it looks ahead once whether there is an end. Walks that allocate or
-// call Lisp at each step take the lesser fuel, so that a circle costs them little.
+// Counts the steps; past the fuel it looks ahead once whether there is an end. A walk that allocates
+// or calls Lisp takes the lesser fuel, so that a circle costs it little; a pure one takes more steps
+// than a proper list can have pairs.
 class ListGuard {
 public:
     static constexpr uint32_t kFuel = 8192;
-    static constexpr uint32_t kPureFuel = 1 << 16;
+    static constexpr uint32_t kPureFuel = kMostNodes;
 
     explicit ListGuard(uint32_t fuel = kFuel) : fuel_(fuel) {}
 
     bool more(Value tail)
     {
-        if (is_pair(tail)) [[likely]] {
+        if (tail.bits() > nil.bits()) [[likely]] {  // a pair: no other Value is as high
             if (--fuel_ == 0) [[unlikely]]
                 fuel_ = pairs_to_end(tail);
             return true;
