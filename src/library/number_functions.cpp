@@ -201,7 +201,7 @@ static Value progressive_growth(Value n)
 
 // ---- random
 
-// The same sequence in every run; what differs is how many numbers the clock makes it pass over.
+// Each run begins with the same number; what differs is how many the clock makes it pass over.
 static uint32_t random_state = 1;
 
 static uint32_t next_random()
@@ -324,5 +324,6 @@ static const Primitive number_function_primitives[] = {
 
 void init_number_functions()
 {
+    random_state = 1;
     define_primitives(number_function_primitives);
 }

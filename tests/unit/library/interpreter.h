@@ -1,0 +1,23 @@
+// Runs the body of a test inside an interpreter of its own.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "app/boot.h"
+#include "kernel/evaluator.h"
+#include "kernel/symbols.h"
+
+template <class Body> void in_interpreter(Body body)
+{
+    const int status = run_interpreter(console_sizes(), [&] {
+        body();
+        return 0;
+    });
+    EXPECT_EQ(status, 0);
+}
+
+// Calls the primitive of that name.
+template <class... Values> Value lisp(const char* name, Values... arguments)
+{
+    return call_value(global_value(intern(name)), arguments...);
+}
