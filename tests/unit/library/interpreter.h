@@ -5,6 +5,7 @@
 
 #include "app/boot.h"
 #include "kernel/evaluator.h"
+#include "kernel/frames.h"
 #include "kernel/symbols.h"
 
 template <class Body> void in_interpreter(Body body)
@@ -20,4 +21,18 @@ template <class Body> void in_interpreter(Body body)
 template <class... Values> Value lisp(const char* name, Values... arguments)
 {
     return call_value(global_value(intern(name)), arguments...);
+}
+
+// Whether the body leaves by an error's throw to toplevel.
+template <class Body> bool ends_in_error(Body body)
+{
+    const CatchFrame frame(intern("toplevel"));
+    const SavedState state;
+    try {
+        body();
+    } catch (const thrower&) {
+        state.restore();
+        return true;
+    }
+    return false;
 }
