@@ -16,6 +16,7 @@
 #include "kernel/printer.h"
 #include "kernel/reader.h"
 #include "kernel/symbols.h"
+#include "library/streams.h"
 #include "platform/host/dialogs.h"
 #include "platform/text_encoding.h"
 
@@ -57,13 +58,6 @@ static int answer_alert(int id, const char* p0, const char*, const char*, const 
     return 1;
 }
 
-void open_console()
-{
-    hooks.alert = answer_alert;
-    output = { put_console, 0, nil };
-    at_line_start = true;
-}
-
 // ---- Input
 
 namespace {
@@ -97,6 +91,34 @@ static uint32_t get_console(uint32_t)
     if (character > ' ')
         from.inside_form = true;
     return character;
+}
+
+// A line for the edit stream, from where the forms come too. Forms that lie in a text are not typed by
+// anybody: there the edit stream has only what `set-lecture` gives it.
+static bool type_edit_line()
+{
+    if (!characters || characters->ended || !characters->source->is_typed())
+        return false;
+    std::string host_line;
+    flush_console();
+    if (!characters->source->next_line(&host_line, true)) {
+        characters->ended = true;
+        return false;
+    }
+    const std::string line = lisp_text(host_line) + '\r';
+    const uint32_t length = static_cast<uint32_t>(line.size());
+    const Ptr block = NewPtrChecked(length);
+    memcpy(zone_pointer(block), line.data(), length);
+    set_edit_text(block, length);
+    return true;
+}
+
+void open_console()
+{
+    hooks.alert = answer_alert;
+    edit_source = type_edit_line;
+    output = { put_console, 0, nil };
+    at_line_start = true;
 }
 
 // ---- The loop
@@ -192,6 +214,7 @@ private:
 
 struct StandardInput : LineSource {
     ~StandardInput() override { free(buffer_); }
+    bool is_typed() const override { return true; }
     bool next_line(std::string* line, bool) override
     {
         const ssize_t length = getline(&buffer_, &room_, stdin);
@@ -223,6 +246,7 @@ struct Terminal : LineSource {
         if (!history_.empty())
             write_history(history_.c_str());
     }
+    bool is_typed() const override { return true; }
     bool next_line(std::string* line, bool inside_form) override
     {
         char* typed = readline(inside_form ? "   ... " : "kalvex> ");

@@ -19,6 +19,8 @@ void flush_console();
 // answers false at the end of input; it is told whether a form is under way.
 struct LineSource {
     virtual bool next_line(std::string* line, bool inside_form) = 0;
+    // Whether a program that reads the edit stream may be given lines of this source.
+    virtual bool is_typed() const { return false; }
     virtual ~LineSource() = default;
 };
 
