@@ -343,6 +343,20 @@ static void release(const Node* node)
     zone_free(node->cdr);
 }
 
+void release_native_objects()
+{
+    Node* const nodes = reinterpret_cast<Node*>(node_base);
+    for (uint32_t i = 1; i < spaces.fresh_node; ++i) {
+        Node& node = nodes[i];
+        const uint32_t header = node.car >> 24 & 0x3f;
+        if (header != kHeaderPointer && header != kHeaderHashTable)
+            continue;
+        node.car &= ~kLive;
+        release(&node);
+        node.cdr = 0;
+    }
+}
+
 static void sweep()
 {
     Node* const nodes = reinterpret_cast<Node*>(node_base);

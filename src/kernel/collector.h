@@ -20,6 +20,10 @@ uint32_t block_size(const Node* node);
 // Reads KALVEX_GC_STRESS; collections at every n-th allocation begin with this call.
 void start_collector_stress();
 
+// Deletes every native object that a pointer still owns, and what hash tables hold outside the arena,
+// at the end of a run.
+void release_native_objects();
+
 // Counts down at each allocation under KALVEX_GC_STRESS; true when it is time to collect.
 bool stress_collection_due();
 

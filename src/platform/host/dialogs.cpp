@@ -110,6 +110,8 @@ bool find_dialog(int id, Dialog* dialog)
     dialog->id = row->id;
     dialog->title = row->title;
     dialog->text = fill_dialog_text(ansi_from_utf8(row->text));
+    const bool says_it = std::string_view(row->text).find("^0") != std::string_view::npos;
+    dialog->unsaid = says_it ? "" : parameters[0];
     dialog->buttons.clear();
     for (const char* button : row->buttons) {
         if (button)

@@ -23,6 +23,7 @@ struct Dialog {
     int id;
     std::string title;
     std::string text;                  // parameters filled in
+    std::string unsaid;                // ^0 when the text does not hold it
     std::vector<std::string> buttons;  // the first answers 1, the next 2...
 };
 

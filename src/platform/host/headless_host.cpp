@@ -32,6 +32,8 @@ int HeadlessHost::show_dialog(const Dialog& dialog)
     shown_.push_back(dialog);
     if (!quiet_) {
         fprintf(stderr, "%s\n", utf8_from_ansi(dialog.text).c_str());
+        if (!dialog.unsaid.empty())
+            fprintf(stderr, "%s\n", utf8_from_ansi(dialog.unsaid).c_str());
         fflush(stderr);
     }
     return next_answer_ < answers_.size() ? answers_[next_answer_++] : 1;
@@ -49,6 +51,11 @@ void HeadlessHost::pump(uint32_t wait_ms)
                       static_cast<long>(wait_ms % 1000) * 1000000 };
     while (nanosleep(&wait, &wait) != 0) {
     }
+}
+
+bool HeadlessHost::take_button_press()
+{
+    return std::exchange(pressed_, false);
 }
 
 bool HeadlessHost::run_installer(const char*)

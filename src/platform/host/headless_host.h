@@ -16,6 +16,7 @@ public:
     void set_frame_state(FrameState state) override;
     int show_dialog(const Dialog& dialog) override;
     void pump(uint32_t wait_ms) override;
+    bool take_button_press() override;
     bool run_installer(const char* program) override;
 
     // Buttons for the alerts to come, in order; past them every alert answers its first.
@@ -25,6 +26,8 @@ public:
     void set_quiet(bool quiet) { quiet_ = quiet; }
     // A wait makes the virtual clock go on instead of sleeping.
     void use_virtual_time(bool is_virtual) { virtual_time_ = is_virtual; }
+    // A press of the left button that waits to be taken.
+    void press_button() { pressed_ = true; }
     // The next frame is refused, as a system short of resources does.
     void refuse_frame() { refuse_frame_ = true; }
 
@@ -35,5 +38,6 @@ private:
     std::vector<Dialog> shown_;
     bool quiet_ = false;
     bool virtual_time_ = false;
+    bool pressed_ = false;
     bool refuse_frame_ = false;
 };

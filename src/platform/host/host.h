@@ -70,6 +70,9 @@ public:
     // Takes what the outside has to say, waiting for it at most that long.
     virtual void pump(uint32_t wait_ms) = 0;
 
+    // Takes the mouse messages that wait off the queue: whether a press of the left button was one.
+    virtual bool take_button_press() = 0;
+
     // The system's installer of movies, by its program's name. True when it ran to its end.
     virtual bool run_installer(const char* program) = 0;
 
