@@ -2,9 +2,10 @@
 // before it, and on nothing else.
 #include "app/boot.h"
 
+#include <algorithm>
 #include <cstdio>
-#include <cstring>
 
+#include "app/image_boot.h"
 #include "kernel/collector.h"
 #include "kernel/definitions.h"
 #include "kernel/errors.h"
@@ -24,19 +25,22 @@
 #include "platform/zone.h"
 #include "services/processes.h"
 #include "storage/handles.h"
+#include "storage/resource_file.h"
 #include "storage/storage_errors.h"
 #include "storage/storage_primitives.h"
 
 // Addresses are twice as wide as the preferences count on, and frames hold more of them.
 static constexpr size_t kStackFactor = 4;
-static constexpr size_t kLeastStack = 8 << 20;
-// Kept below the limit for primitives, error handling and unwinding.
+// Kept below the limit for primitives, error handling and unwinding. The sanitizer makes frames larger
+// and gives up on stacks above 64 MB.
 #if defined(__SANITIZE_ADDRESS__)
 static constexpr size_t kStackReserve = 2 << 20;
-static constexpr size_t kSanitizerFactor = 4;
+static constexpr size_t kLeastStack = 60 << 20;
+static constexpr size_t kMostStack = 60 << 20;
 #else
 static constexpr size_t kStackReserve = 256 << 10;
-static constexpr size_t kSanitizerFactor = 1;
+static constexpr size_t kLeastStack = 8 << 20;
+static constexpr size_t kMostStack = size_t{ 4 } << 30;
 #endif
 
 namespace {
@@ -51,6 +55,7 @@ struct Module {
 
 static Module modules[] = {
     { "Arrays", init_arrays, 0 },
+    { "Comparison of texts", init_compare_buffers, 0 },
     { "Comparison of texts", init_compare_buffers, 0 },
     { "Definitions", init_definitions, 0 },
     { "Streams", init_streams, 0 },
@@ -70,6 +75,8 @@ static Module modules[] = {
     { "Matching of text", init_text_matcher, 0 },
     { "Search", init_search, 0 },
     { "Position", init_position, 0 },
+    { "Search", init_search, 0 },
+    { "Positions", init_position, 0 },
     { "Sets", init_sets, 0 },
     { "Character sets", init_character_sets, 0 },
     { "Strings", init_strings, 0 },
@@ -78,6 +85,7 @@ static Module modules[] = {
     { "Type names", init_type_names, 0 },
     { "Handles and pointers", init_handles, 0 },
     { "Resource files", init_resources, 0 },
+    { "Boot, frame and end", init_boot, 0 },
     { "Date and time", init_date_time, 0 },
 };
 
@@ -97,6 +105,7 @@ static void storage_failed(int code, int32_t value)
 }
 
 static void (*outer_storage_error)(int, int32_t);
+static bool running;
 
 static void set_constants()
 {
@@ -129,12 +138,19 @@ ArenaResult start_modules(const SpaceSizes& sizes, uint32_t free_memory, uint32_
     set_constants();
     outer_storage_error = raise_storage_error;
     raise_storage_error = storage_failed;
+    running = true;
     start_collector_stress();
     return result;
 }
 
 void stop_modules()
 {
+    if (!running)
+        return;
+    running = false;
+    close_processes();
+    CloseAllResFiles();
+    release_native_objects();
     raise_storage_error = outer_storage_error;
     close_arena();
     forget_symbols();
@@ -186,10 +202,8 @@ static void run_guarded(Program& program)
 int run_program(uint32_t promised, int (*body)(void* argument), void* argument)
 {
     Program program = { body, argument, 1 };
-    size_t size = promised * kStackFactor;
-    if (size < kLeastStack)
-        size = kLeastStack;
-    if (!run_on_stack(size * kSanitizerFactor + kStackReserve, [&] { run_guarded(program); }))
+    const size_t size = std::clamp(promised * kStackFactor, kLeastStack, kMostStack);
+    if (!run_on_stack(size + kStackReserve, [&] { run_guarded(program); }))
         fprintf(stderr, "kalvex: no memory for a machine stack of %zu bytes\n", size);
     return program.status;
 }
@@ -197,6 +211,7 @@ int run_program(uint32_t promised, int (*body)(void* argument), void* argument)
 int run_interpreter(const SpaceSizes& sizes, int (*body)(void* argument), void* argument)
 {
     zone_open();
+    note_boot_start();
     return run_program(sizes.machine_stack, [&] {
         uint32_t shortage_kb = 0;
         if (start_modules(sizes, UINT32_MAX, &shortage_kb) != ArenaResult::ready) {

@@ -8,11 +8,13 @@
 
 #include "app/boot.h"
 #include "app/console.h"
+#include "app/image_boot.h"
+#include "app/program_host.h"
 #include "app/reference.h"
 #include "app/source_text.h"
-#include "kernel/primitive.h"
-#include "kernel/symbols.h"
-#include "platform/text_encoding.h"
+#include "kernel/frames.h"
+#include "kernel/hooks.h"
+#include "platform/zone.h"
 
 namespace {
 
@@ -111,6 +113,35 @@ static int run(const Options& options)
     }
 }
 
+// Without an Image file the frame is made all the same: what asks for it gets an answer.
+static int run_plain(const Options& options)
+{
+    FrameSettings settings;
+    settings.title = "kalvex-repl";
+    host->open_frame(settings);
+    return run_interpreter(console_sizes(), [&] { return run(options); });
+}
+
+// The image's own sizes, its frame and its loads, then what the command line says.
+static int run_with_image(const Options& options)
+{
+    zone_open();
+    if (!open_image(options.image))
+        return 1;
+    const FrameSettings settings = image_frame_settings("kalvex-repl");
+    if (!host->open_frame(settings))
+        return 1;
+    return run_interpreter(image_sizes(), [&] {
+        dialog_language = settings.language;
+        open_console();
+        {
+            const EventFlagFrame no_events;
+            load_image();
+        }
+        return run(options);
+    });
+}
+
 int main(int count, char** words)
 {
     Options options;
@@ -122,5 +153,9 @@ int main(int count, char** words)
         fputs(kUsage, stdout);
         return 0;
     }
-    return run_interpreter(console_sizes(), [&] { return run(options); });
+    if (!choose_host(options.host))
+        return 2;
+    const int status = options.image.empty() ? run_plain(options) : run_with_image(options);
+    flush_console();
+    return status;
 }
