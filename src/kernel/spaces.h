@@ -121,7 +121,11 @@ inline Value new_node(Tag tag, uint32_t car, uint32_t cdr)
     --spaces.free_nodes;
     node->car = car;
     node->cdr = cdr;
-    return Value(tag, offset);
+    // Opaque as in node_of: else the compiler may keep the offset and put the tag on at the last use,
+    // where a collection in between doesn't see it.
+    uint32_t bits = Value(tag, offset).bits();
+    asm volatile("" : "+r"(bits));
+    return Value::from_bits(bits);
 }
 
 inline Value cons(Value car, Value cdr) { return new_node(kTagList, car.bits(), cdr.bits()); }
