@@ -121,10 +121,12 @@ std::vector<Box> Scanner::spans(const Box& bounds, bool winding)
 }
 
 // How many pixels row j of a w by h ellipse leaves out at either side: the least i with
-// ((2i+1-w)/w)² + ((2j+1-h)/h)² <= 1.
+// ((2i+1-w)/w)² + ((2j+1-h)/h)² <= 1. The middle rows reach the box, of flat ellipses too.
 static int64_t ellipse_inset(int64_t w, int64_t h, int64_t j)
 {
     const int64_t v = 2 * j + 1 - h;
+    if (v >= -1)
+        return 0;
     const Wide room = Wide(h) * h - Wide(v) * v;  // (2i+1-w)² h² <= room w²
     const double chord = std::sqrt(double(room)) * double(w) / double(h);
     int64_t i = std::max<int64_t>(0, int64_t((double(w) - 1 - chord) / 2) - 1);
