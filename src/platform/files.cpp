@@ -65,6 +65,11 @@ static uint32_t error_of_errno(int number)
     }
 }
 
+void SetLastErrorFromHost(int number)
+{
+    last_error = error_of_errno(number);
+}
+
 static bool failed(uint32_t error)
 {
     last_error = error;

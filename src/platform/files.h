@@ -28,6 +28,7 @@ enum FileError : uint32_t {
 
 uint32_t GetLastError();
 void SetLastError(uint32_t error);
+void SetLastErrorFromHost(int number); // an errno
 
 // kNoFile when it fails. create_always truncates what is there. Folders cannot be opened.
 FileHandle CreateFileA(const char* path, FileAccess access, FileDisposition disposition);

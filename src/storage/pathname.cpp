@@ -3,6 +3,7 @@
 #include "kernel/errors.h"
 #include "kernel/spaces.h"
 #include "kernel/symbols.h"
+#include "platform/files.h"
 
 static constexpr size_t kLongestPath = 255;
 static constexpr int kDeepestPathname = 200; // lists in lists, symbols behind symbols
@@ -13,6 +14,8 @@ static void append_component(std::string& path, const char* component)
         return;
     if (!path.empty() && path.back() != '\\' && *component != '\\')
         path += '\\';
+    else if (!path.empty() && path.back() == '\\' && *component == '\\')
+        component++;
     path += component;
 }
 
@@ -49,4 +52,40 @@ std::string path_argument(Value pathname)
     if (path.size() > kLongestPath)
         raise_error(kErrorType, pathname);
     return path;
+}
+
+// Back to front, so that the list needs no last pair.
+Value make_pathname_list(const std::string& path)
+{
+    Value list;
+    size_t end = path.size();
+    while (end > 0) {
+        const size_t slash = path.rfind('\\', end - 1);
+        const size_t start = slash == std::string::npos ? 0 : slash + 1;
+        std::string component = path.substr(start, end - start);
+        if (start == 0 && component.size() > 2 && component[1] == ':') {
+            list = cons(make_string(component.c_str() + 2), list);
+            component.resize(2);
+        }
+        if (!component.empty())
+            list = cons(make_string(component.c_str()), list);
+        end = start == 0 ? 0 : start - 1;
+    }
+    return list;
+}
+
+void raise_file_error(Value pathname)
+{
+    switch (GetLastError()) {
+    case kFileErrorNotFound:
+        raise_error(kErrorFileNotFound, pathname);
+    case kFileErrorNotSameDevice:
+        raise_error(kErrorAccess, pathname);
+    case kFileErrorTooManyOpen:
+        raise_error(kErrorTooManyFiles, pathname);
+    case kFileErrorDiskFull:
+        raise_error(kErrorDiskFull, pathname);
+    default:
+        raise_error(kErrorFile, make_integer(static_cast<int32_t>(GetLastError())));
+    }
 }

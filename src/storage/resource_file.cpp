@@ -133,6 +133,20 @@ static int16_t read_map(ResFile& file)
     return file.map.is_sound() ? kResGood : kResCannotOpen;
 }
 
+bool IsResourceFile(std::string_view path)
+{
+    if (path.size() > kLongestPath)
+        return false;
+    if (FindResFile(path) >= 0)
+        return true;
+    ResFile file;
+    if (!OpenStoredFile(file.stored, std::string(path), OpenMode::read))
+        return false;
+    const bool good = read_map(file) == kResGood;
+    CloseStoredFile(file.stored);
+    return good;
+}
+
 // The file may be open by another spelling of its path; one set of Handles then serves both.
 static int same_open_file(const StoredFile& stored)
 {

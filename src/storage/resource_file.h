@@ -52,6 +52,9 @@ void SetResFileAttrs(int reference, uint16_t attributes);
 // Forgets all open files as a process that dies does: for crash tests.
 void AbandonAllResFiles();
 
+// Whether the file is open as a resource file or could be; opens none.
+bool IsResourceFile(std::string_view path);
+
 // The open file's handle, for the four bytes of type and creator in its header; kNoFile if unknown.
 FileHandle ResFileHandle(int reference);
 

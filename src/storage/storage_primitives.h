@@ -2,5 +2,10 @@
 // primitives; boot calls them in its order.
 #pragma once
 
+void init_applications(); // programs, links, menu entries, file dialogs
+void init_databases();
+void init_file_info();
+void init_files();
 void init_handles();
+void init_pathnames();
 void init_resources();
