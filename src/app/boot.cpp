@@ -86,6 +86,9 @@ static Module modules[] = {
     { "Handles and pointers", init_handles, 0 },
     { "Resource files", init_resources, 0 },
     { "Boot, frame and end", init_boot, 0 },
+    { "Pathnames", init_pathnames, 0 },
+    { "Files", init_files, 0 },
+    { "Times and attributes of files", init_file_info, 0 },
     { "Date and time", init_date_time, 0 },
 };
 
@@ -149,7 +152,7 @@ void stop_modules()
         return;
     running = false;
     close_processes();
-    CloseAllResFiles();
+    close_storage();
     release_native_objects();
     raise_storage_error = outer_storage_error;
     close_arena();

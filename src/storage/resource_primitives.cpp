@@ -483,3 +483,8 @@ void init_resources()
     define_primitives(resource_primitives);
     define_pointer_printer(kPointerResource, print_resource);
 }
+
+void close_storage()
+{
+    CloseAllResFiles();
+}

@@ -9,3 +9,6 @@ void init_files();
 void init_handles();
 void init_pathnames();
 void init_resources();
+
+// At the end of a run: writes what has changed and closes every file.
+void close_storage();
