@@ -15,3 +15,13 @@ inline bool equal(Value a, Value b)
         return false;
     return equal_slow(a, b);
 }
+
+// Searches for one value ask its type once: calls with(f), where f(x) tells whether x is equal to it.
+template <class With> Value with_equality_to(Value item, With with)
+{
+    if (is_fixnum(item) || is_symbol(item))
+        return with([item](Value x) {
+            return x == item || (x.tag() != item.tag() && equal_slow(item, x));
+        });
+    return with([item](Value x) { return equal(item, x); });
+}

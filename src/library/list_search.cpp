@@ -37,7 +37,8 @@ template <class Guard, class Passes> static Value tail_where(Value list, Passes 
 Value find_tail(Value item, Value list, Value key, Value test)
 {
     if (key == nil && test == nil)
-        return tail_where<PureGuard>(list, [item](Value x) { return equal(item, x); });
+        return with_equality_to(
+            item, [list](auto passes) { return tail_where<PureGuard>(list, passes); });
     const Matcher matcher(item, key, test);
     return tail_where<ListGuard>(list, [&](Value x) { return matcher.matches(x); });
 }
@@ -176,7 +177,8 @@ static Value assv(Value key, Value alist)
 static Value assoc(Value item, Value alist, Value key, Value test)
 {
     if (key == nil && test == nil)
-        return entry_where<PureGuard>(alist, [item](Value x) { return equal(item, x); });
+        return with_equality_to(
+            item, [alist](auto passes) { return entry_where<PureGuard>(alist, passes); });
     const Matcher matcher(item, key, test);
     return entry_where<ListGuard>(alist, [&](Value x) { return matcher.matches(x); });
 }
