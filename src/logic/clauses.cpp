@@ -1,12 +1,12 @@
 // Clauses under their symbol. A predicate is a list of clauses, the newest first, with the predicate's
 // tag on its first pair; a clause is a function node whose flags count its variables.
 #include "kernel/evaluator.h"
-#include "kernel/hooks.h"
 #include "kernel/primitive.h"
 #include "kernel/symbols.h"
 #include "library/list_walk.h"
 #include "logic/logic.h"
 #include "logic/term.h"
+#include "objects/objects.h"
 
 static Value first_of(Value args) { return is_pair(args) ? car_of(args) : nil; }
 
@@ -21,7 +21,7 @@ static Value add_clause(Value definition)
         raise_error(kErrorType, name);
     const Value clause = compile_clause(cons(cdr_of(head), cdr_of(definition)));
     set_car(car_of(cdr_of(clause)), name);
-    hooks.prepare_definition(name, false);
+    give_slot_index(name);
     if (self_object != root_class)
         raise_message_error("can not define clause inside an object");
     const Value old = global_value(name);

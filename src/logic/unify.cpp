@@ -94,13 +94,18 @@ static inline bool atoms_agree(Value a, Value b)
     return equal(a, b);
 }
 
+// The same list in two scopes is two terms: its variables may differ.
+static inline bool stands_alone(Value v)
+{
+    return !is_pair(v) && v.tag() != kTagVariable;
+}
+
 bool unify(Value a, Scope* scope_a, Value b, Scope* scope_b)
 {
     check_stack();
     LoopWatch watch;
     for (;;) {
-        // The same words agree whatever their scopes are: two uses of one clause's list literal too.
-        if (a == b)
+        if (a == b && (scope_a == scope_b || stands_alone(a)))
             return true;
         Term right(b, scope_b);
         right.follow();
@@ -115,18 +120,21 @@ bool unify(Value a, Scope* scope_a, Value b, Scope* scope_b)
             return true;
         }
         if (left.is_unbound()) {
-            // Not trailed: on the clause's side it is as a rule a variable that failure takes away.
-            *left.slot = right.stored();
+            // Failure takes the scope of the try away; a variable reached through it is restored.
+            const Value v = right.stored();
+            if (left.slot < newest_scope->slots)
+                trail(left.slot);
+            *left.slot = v;
             return true;
         }
         a = left.value;
         b = right.value;
-        if (a == b)
+        scope_a = left.scope;
+        scope_b = right.scope;
+        if (a == b && (scope_a == scope_b || !is_pair(a)))
             return true;
         if (!is_pair(a) || !is_pair(b))
             return atoms_agree(a, b);
-        scope_a = left.scope;
-        scope_b = right.scope;
         if (!unify(car_of(a), scope_a, car_of(b), scope_b))
             return false;
         a = cdr_of(a);

@@ -1,0 +1,10 @@
+; Naive reverse of 30 elements: 496 inferences a round.
+(defclause (app () _l _l))
+(defclause (app (_h . _t) _l (_h . _r)) (app _t _l _r))
+(defclause (nrev () ()))
+(defclause (nrev (_h . _t) _r) (nrev _t _rt) (app _rt '(_h) _r))
+(define (once _l) (nrev _l _r))
+(define (run _n)
+  (let ((_l '(1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 21 22 23 24 25 26 27 28 29 30)))
+    (repeat _n (once _l))))
+(run 20000)
