@@ -155,6 +155,7 @@ void stop_modules()
     close_storage();
     release_native_objects();
     raise_storage_error = outer_storage_error;
+    close_processes();
     close_arena();
     forget_symbols();
     reset_hooks();

@@ -22,9 +22,11 @@
 #include "kernel/evaluator.h"
 #include "kernel/frames.h"
 #include "kernel/hooks.h"
+#include "kernel/primitive.h"
 #include "kernel/printer.h"
 #include "kernel/reader.h"
 #include "kernel/symbols.h"
+#include "platform/clock.h"
 #include "platform/text_encoding.h"
 
 namespace {
@@ -269,9 +271,26 @@ static int no_alert(int, const char*, const char*, const char*, const char*)
     return 1;
 }
 
+// In a table that names it the clock stands still but for (test-advance-clock ms).
+static Value test_advance_clock(Value ms)
+{
+    advance_virtual_clock(unsigned_value(ms));
+    return no_value;
+}
+
+static const Primitive test_primitives[] = {
+    { "test-advance-clock", test_advance_clock,
+      "(test-advance-clock ms): moves the clock, which stands still otherwise" },
+};
+
 static void run_file(const char* path, const std::string& text, Tally* tally)
 {
     hooks.alert = no_alert;
+    if (text.find("test-advance-clock") != std::string::npos)
+        use_virtual_clock(1000);
+    else
+        use_real_clock();
+    define_primitives(test_primitives);
     size_t at = 0;
     int line = 0;
     Case row;
