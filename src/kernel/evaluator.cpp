@@ -79,16 +79,22 @@ void assign(Value place, Value v, LambdaFrame* frame)
 
 // ---- Arguments
 
+static Value eval_pair(Value form, LambdaFrame* frame);
+static Value close_over(Value f, LambdaFrame* frame);
+
+// What a form is worth, its common kinds first.
 static inline Value eval_argument(Value form, LambdaFrame* frame)
 {
     const Tag tag = form.tag();
     if (tag == kTagVariable)
         return variable_form_value(form, frame);
+    if (is_pair(form))
+        return eval_pair(form, frame);
     if (tag == kTagInteger)
         return form;
     if (tag == kTagSymbol)
         return symbol_form_value(form);
-    return eval_in(form, frame);
+    return close_over(form, frame);
 }
 
 // The next argument's value, nil past the end; args steps.
@@ -192,7 +198,9 @@ static void reverse_run(Value* first_, Value* last)
     return call_entry(row, n, fixed);
 }
 
-static inline Value call_primitive_forms(Value f, Value args, LambdaFrame* frame)
+// a, b and c are the caller's, declared where they outlive the call: see eval_pair.
+static inline Value call_primitive_forms(Value f, Value& args, LambdaFrame* frame, Value& a, Value& b,
+                                         Value& c)
 {
     const Node* const node = node_of(f);
     const uint32_t spec = node->car & (kPayloadMask & ~kSpecOptional);
@@ -200,27 +208,24 @@ static inline Value call_primitive_forms(Value f, Value args, LambdaFrame* frame
     switch (spec) {
     case 0:
         return row.entry ? reinterpret_cast<Value (*)()>(row.entry)() : no_value;
-    case 1: {
-        const Value a = next_argument(args, frame);
+    case 1:
+        a = next_argument(args, frame);
         return reinterpret_cast<Value (*)(Value)>(row.entry)(a);
-    }
-    case 2: {
-        const Value a = next_argument(args, frame);
-        const Value b = next_argument(args, frame);
+    case 2:
+        a = next_argument(args, frame);
+        b = next_argument(args, frame);
         return reinterpret_cast<Value (*)(Value, Value)>(row.entry)(a, b);
-    }
-    case 3: {
-        const Value a = next_argument(args, frame);
-        const Value b = next_argument(args, frame);
-        const Value c = next_argument(args, frame);
+    case 3:
+        a = next_argument(args, frame);
+        b = next_argument(args, frame);
+        c = next_argument(args, frame);
         return reinterpret_cast<Value (*)(Value, Value, Value)>(row.entry)(a, b, c);
-    }
     case kSpecRest:
         if (row.two_entry && is_pair(args)) {
-            const Value second = cdr_of(args);
-            if (is_pair(second) && cdr_of(second) == nil) {
-                const Value a = eval_argument(car_of(args), frame);
-                const Value b = eval_argument(car_of(second), frame);
+            b = cdr_of(args);
+            if (is_pair(b) && cdr_of(b) == nil) {
+                a = eval_argument(car_of(args), frame);
+                b = eval_argument(car_of(b), frame);
                 return row.two_entry(a, b);
             }
         }
@@ -333,7 +338,7 @@ static Value eval_list(Value args, LambdaFrame* frame)
     return list;
 }
 
-static inline Value run_body(Value f, LambdaFrame* static_link, Value* locals, uint32_t total)
+[[gnu::always_inline]] static inline Value run_body(Value f, LambdaFrame* static_link, Value* locals, uint32_t total)
 {
     LambdaFrame frame(f, static_link, locals, total);
     Value body = body_of(f);
@@ -362,6 +367,30 @@ static inline Value run_body(Value f, LambdaFrame* static_link, Value* locals, u
     if (shape.captures()) [[unlikely]]
         store_captures(locals + required + shape.takes_rest(), captured, shape.captures());
     return run_body(f, static_link, locals, total);
+}
+
+// A function with neither rest list nor captures: few values live across the arguments, so the
+// machine frame of a Lisp level stays small.
+[[gnu::noinline]] static Value call_plain_forms(Value f, Value args, LambdaFrame* frame)
+{
+    const uint32_t flags = node_of(f)->car;
+    if (flags & (kFlagRest | kFlagCaptures)) [[unlikely]]
+        return call_function_forms(f, args, frame, nullptr, nil);
+    const uint32_t required = flags >> 18 & 0x3f;
+    const uint32_t total = required + (flags & 0x1ff);
+    Value* const locals = reserve_run(total);
+    Value* const end = locals + required;
+    for (Value* p = locals; p < end && is_pair(args); ++p)
+        *p = next_argument(args, frame);
+    LambdaFrame callee(f, nullptr, locals, total);
+    Value body = cdr_of(cdr_of(f));
+    Value v = no_value;
+    while (is_pair(body)) {
+        const Value form = car_of(body);
+        body = cdr_of(body);
+        v = eval_argument(form, &callee);
+    }
+    return v;
 }
 
 [[gnu::noinline]] static Value call_function_run(Value f, const Value* run, LambdaFrame* static_link,
@@ -500,8 +529,14 @@ static Value clause_function(Value form, LambdaFrame* frame)
     return form.tag() == kTagVariable ? eval_in(form, frame) : form;
 }
 
-// The forms of the first clause that holds, or end_of_args with *value as the result of the whole.
-[[gnu::noinline]] static Value choose_clause(Value clauses, LambdaFrame* frame, Value* value)
+// What a cond comes to: forms still to run, or with end_of_args for forms a value. It is returned in
+// a register: a local of eval_pair whose address is taken would cost it its tail calls.
+struct Choice {
+    Value forms;
+    Value value;
+};
+
+[[gnu::noinline]] static Choice choose_clause(Value clauses, LambdaFrame* frame)
 {
     for (; is_pair(clauses); clauses = cdr_of(clauses)) {
         const Value clause = car_of(clauses);
@@ -514,16 +549,14 @@ static Value clause_function(Value form, LambdaFrame* frame)
         if (test == nil)
             continue;
         if (is_pair(body) && car_of(body) == symbol_arrow) {
-            *value = call_value(clause_function(first(cdr_of(body)), frame), test);
-            return end_of_args;
+            const Value f = clause_function(first(cdr_of(body)), frame);
+            return { end_of_args, call_value(f, test) };
         }
         if (is_pair(body))
-            return body;
-        *value = test;
-        return end_of_args;
+            return { body, nil };
+        return { end_of_args, test };
     }
-    *value = no_value;
-    return end_of_args;
+    return { end_of_args, no_value };
 }
 
 static bool case_matches(Value head, Value key)
@@ -665,33 +698,25 @@ Value evaluate_lambda(Tag keyword, Value arguments, LambdaFrame* frame)
 
 Value eval_in(Value form, LambdaFrame* frame)
 {
+    return eval_argument(form, frame);
+}
+
+static Value eval_pair(Value form, LambdaFrame* frame)
+{
     check_stack();
+    // Declared here and not in the loop: what a round destroys would keep the compiler from dropping
+    // this frame when it calls in return position.
+    Value head, args, f, a, b, c;
     Value forms;  // what is left of a sequence in tail position
     for (;;) {
-        switch (form.tag()) {
-        case kTagVariable:
-            return variable_form_value(form, frame);
-        case kTagSymbol:
-            return symbol_form_value(form);
-        case kTagFunction:
-        case kTagGamma:
-        case kTagSyntaxGamma:
-            return close_over(form, frame);
-        case kTagList:
-            break;
-        default:
-            return form;
-        }
-        if (form == nil)
-            return form;
-        const Value head = car_of(form);
-        Value args = cdr_of(form);
-        const Value f = is_symbol(head) ? symbol_form_value(head) : eval_in(head, frame);
+        head = car_of(form);
+        args = cdr_of(form);
+        f = is_symbol(head) ? symbol_form_value(head) : eval_argument(head, frame);
+        if (f.tag() == kTagPrimitive) [[likely]]
+            return call_primitive_forms(f, args, frame, a, b, c);
+        if (f.tag() == kTagFunction)
+            return call_plain_forms(f, args, frame);
         switch (f.tag()) {
-        case kTagPrimitive:
-            return call_primitive_forms(f, args, frame);
-        case kTagFunction:
-            return call_function_forms(f, args, frame, nullptr, nil);
         case kTagLexical:
             return call_function_forms(cdr_of(f), args, frame, frame_of_box(car_of(f), f), nil);
         case kTagClosed:
@@ -714,7 +739,9 @@ Value eval_in(Value form, LambdaFrame* frame)
             const Value test = next_argument(args, frame);
             if (test != nil) {
                 form = first(args);
-                continue;
+                if (is_pair(form))
+                    continue;
+                return eval_argument(form, frame);
             }
             forms = rest(args);
             break;
@@ -728,10 +755,10 @@ Value eval_in(Value form, LambdaFrame* frame)
             forms = args;
             break;
         case kTagCond: {
-            Value value;
-            forms = choose_clause(args, frame, &value);
-            if (is_end(forms))
-                return value;
+            const Choice choice = choose_clause(args, frame);
+            if (is_end(choice.forms))
+                return choice.value;
+            forms = choice.forms;
             break;
         }
         case kTagCase:
@@ -746,7 +773,9 @@ Value eval_in(Value form, LambdaFrame* frame)
                     return v;
             }
             form = car_of(args);
-            continue;
+            if (is_pair(form))
+                continue;
+            return eval_argument(form, frame);
         case kTagAnd:
             if (!is_pair(args))
                 return symbol_t;
@@ -754,7 +783,9 @@ Value eval_in(Value form, LambdaFrame* frame)
                 if (next_argument(args, frame) == nil)
                     return nil;
             form = car_of(args);
-            continue;
+            if (is_pair(form))
+                continue;
+            return eval_argument(form, frame);
         case kTagLet:
             for (Value list = first(args); is_pair(list); list = cdr_of(list))
                 bind_local(car_of(list), frame);
@@ -796,12 +827,14 @@ Value eval_in(Value form, LambdaFrame* frame)
             forms = next;
         }
         form = car_of(forms);
+        if (!is_pair(form))
+            return eval_argument(form, frame);
     }
 }
 
 Value eval(Value form)
 {
-    return eval_in(form, current_lambda());
+    return eval_argument(form, current_lambda());
 }
 
 // ---- apply

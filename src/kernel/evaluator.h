@@ -50,6 +50,7 @@ bool is_callable(Value f);
 // ---- Function nodes: car the flags word, cdr ((head . params) . body)
 
 constexpr uint32_t kFlagRest = 1 << 16;
+constexpr uint32_t kFlagCaptures = 0x7f << 9;
 constexpr uint32_t kFlagOuter = 1 << 17;  // refers to a variable of an outer function
 inline uint32_t function_flags(Value f) { return node_of(f)->car & kPayloadMask; }
 inline uint32_t flag_locals(uint32_t flags) { return flags & 0x1ff; }

@@ -145,9 +145,22 @@ extern volatile uintptr_t stack_limit;
 
 void stack_limit_reached();  // polls; a text error when the stack is really used up
 
+// Close to the machine's stack pointer. Asking for the frame's address would cost the caller its
+// frame-pointer register.
+inline uintptr_t stack_pointer()
+{
+#if defined(__x86_64__)
+    uintptr_t sp;
+    asm("mov %%rsp, %0" : "=r"(sp));
+    return sp;
+#else
+    return reinterpret_cast<uintptr_t>(__builtin_frame_address(0));
+#endif
+}
+
 inline void check_stack()
 {
-    if (reinterpret_cast<uintptr_t>(__builtin_frame_address(0)) < stack_limit) [[unlikely]]
+    if (stack_pointer() < stack_limit) [[unlikely]]
         stack_limit_reached();
 }
 
