@@ -7,6 +7,11 @@
 #include "library/arguments.h"
 #include "library/library.h"
 
+// Bytes of new tables after which a collection looks for dead ones: their nodes are too few to ask
+// for it.
+constexpr uint32_t kCollectAfter = 32 << 20;
+static uint32_t bytes_since_collection;
+
 static uint32_t* entries_of(Value table)
 {
     return reinterpret_cast<uint32_t*>(zone_pointer(node_of(typed_argument(table, kTagHashTable))->cdr));
@@ -21,9 +26,11 @@ static Value new_hash()
 {
     const uint32_t count = spaces.symbol_count;
     const Value table = new_node(kTagHashTable, kHeaderHashTable << 24, 0);
-    ZoneAddress block = zone_allocate(4 * count);
+    bytes_since_collection += 4 * count;
+    ZoneAddress block = bytes_since_collection < kCollectAfter ? zone_allocate(4 * count) : 0;
     if (!block) {
-        collect(true);  // tables that are dead hold blocks
+        bytes_since_collection = 0;
+        collect(true);
         block = zone_allocate(4 * count);
         if (!block)
             raise_error(kErrorNoMemory);
@@ -71,5 +78,6 @@ static const Primitive hash_primitives[] = {
 
 void init_hash_tables()
 {
+    bytes_since_collection = 0;
     define_primitives(hash_primitives);
 }

@@ -8,13 +8,17 @@
 #include "kernel/frames.h"
 #include "kernel/symbols.h"
 
-template <class Body> void in_interpreter(Body body)
+template <class Body> void in_interpreter(const SpaceSizes& sizes, Body body)
 {
-    const int status = run_interpreter(console_sizes(), [&] {
+    const int status = run_interpreter(sizes, [&] {
         body();
         return 0;
     });
     EXPECT_EQ(status, 0);
+}
+template <class Body> void in_interpreter(Body body)
+{
+    in_interpreter(console_sizes(), body);
 }
 
 // Calls the primitive of that name.

@@ -103,18 +103,3 @@ TEST(sort, refuses_when_memory_is_short)
         EXPECT_EQ(serials(sorted()), (std::vector<int>{ 1, 0 }));
     });
 }
-
-TEST(hash_tables, give_their_blocks_back_when_they_die)
-{
-    in_interpreter([] {
-        lisp("recycle", nil);
-        const uint32_t before = zone_available();
-        for (int i = 0; i < 50; ++i)
-            lisp("new-hash");
-        EXPECT_LT(zone_available(), before);
-        lisp("recycle", nil);
-        lisp("recycle", nil);
-        // A few may still look alive to the scan of the machine stack.
-        EXPECT_GT(zone_available() + 5 * 4 * spaces.symbol_count, before);
-    });
-}
