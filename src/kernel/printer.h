@@ -78,12 +78,6 @@ private:
     char buffer_[1024];
 };
 
-// The longest text of a string, its NUL not counted.
-constexpr uint32_t kLongestString = 65534;
-
-// Room for a text of that length at scratch(); error 2 with the length when it is too long.
-void ensure_text(uint32_t length);
-
 // Text of a value: itself for a string, the name of a symbol, decimal numbers, else the princ form.
 Value coerce_to_string(Value v);
 // The same as C text in the scratch tail of the heap: gone with the next allocation.

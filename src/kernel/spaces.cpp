@@ -303,6 +303,14 @@ Value new_block(uint32_t size)
     return v;
 }
 
+void ensure_text(uint32_t length)
+{
+    if (length > kLongestString)
+        raise_error(kErrorType, make_unsigned(length));
+    // The one byte that ensure_space adds for the rounding holds the longest text's NUL.
+    ensure_space(length < kLongestString ? length + 1 : length);
+}
+
 Value make_string(const char* chars)
 {
     return make_string(chars, static_cast<uint32_t>(strlen(chars)));
@@ -311,10 +319,10 @@ Value make_string(const char* chars)
 Value make_string(const char* chars, uint32_t length)
 {
     const bool in_place = chars == scratch();
-    if (length > 0xfffe)
+    if (length > kLongestString)
         raise_error(kErrorType, make_integer(static_cast<int32_t>(length)));
     if (!in_place)
-        ensure_space(length + 1);
+        ensure_text(length);
     const Value v = new_indirect(length + 1, kTagString, kHeaderString);
     char* const block = string_chars(v);
     if (!in_place)

@@ -193,6 +193,12 @@ inline void store_value(uint8_t* place, Value v)
 // size + 2 bytes that begin with their own 16-bit size (size + 2 must be below 65536).
 Value new_block(uint32_t size);
 
+// The longest text of a string, its NUL not counted.
+constexpr uint32_t kLongestString = 65535;
+
+// Room for a text of that length at scratch(); error 2 with the length when it is too long.
+void ensure_text(uint32_t length);
+
 // A string of the NUL-terminated bytes, or of length bytes. Text built at scratch() is not copied
 // but becomes the block itself. chars must not lie in a heap block, unless at scratch().
 Value make_string(const char* chars);

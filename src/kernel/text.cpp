@@ -54,13 +54,6 @@ Value CaptureFrame::text()
     return make_string(text, begun + count_);
 }
 
-void ensure_text(uint32_t length)
-{
-    if (length > kLongestString)
-        raise_error(kErrorType, make_unsigned(length));
-    ensure_space(length + 1);
-}
-
 static Value captured_string(Value v)
 {
     CaptureFrame capture;

@@ -338,7 +338,7 @@ static const Primitive string_primitives[] = {
     { "copy-string", copy_string, "(copy-string value): a new string of its text" },
     Primitive("string-append", string_append,
               "(string-append value...): the texts joined; error 2 with the length when it passes "
-              "65534")
+              "65535")
         .two(append_two),
     { "string-length", string_length, "(string-length value): bytes of its text" },
     { "string-ref", string_ref,
