@@ -23,13 +23,14 @@
     return v == no_value ? unbound(symbol) : v;
 }
 
+// A symbol without an index is in no member table and no object overrides it, so it means the same
+// everywhere unless it holds one class's method.
 static inline Value symbol_form_value(Value symbol)
 {
-    if (self_object == root_class) [[likely]] {
-        const SymbolEntry* const entry = symbol_of(symbol);
-        if (entry->value != no_value.bits() && entry->slot_class >> 24 != kTagClass) [[likely]]
-            return Value::from_bits(entry->value);
-    }
+    const SymbolEntry* const entry = symbol_of(symbol);
+    if ((entry->slot_index < 0 || self_object == root_class) && entry->value != no_value.bits() &&
+        entry->slot_class >> 24 != kTagClass) [[likely]]
+        return Value::from_bits(entry->value);
     return symbol_form_slow(symbol);
 }
 

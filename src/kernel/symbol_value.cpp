@@ -79,13 +79,17 @@ static Value find_override(Value symbol)
     return nil;
 }
 
-static bool in_genealogy(Value cls)
+static bool in_genealogy(const ClassBlock* own, uint32_t cls)
 {
-    const Value own = object_block(self_object)->class_;
-    for (Value list = class_block(own)->genealogy; list != nil; list = cdr_of(list))
-        if (car_of(list) == cls)
+    for (Value list = own->genealogy; list != nil; list = cdr_of(list))
+        if (car_of(list).bits() == cls)
             return true;
     return false;
+}
+
+static bool descends_from(Value cls)
+{
+    return in_genealogy(class_block(object_block(self_object)->class_), cls.bits());
 }
 
 // The member table's entry for the symbol in the current object's class; end_of_args for none.
@@ -140,7 +144,7 @@ static Value value_in_class(Value symbol, Lookup lookup)
     const SymbolEntry* const entry = symbol_of(symbol);
     const Value slot_class = Value::from_bits(entry->slot_class);
     if (slot_class.tag() == kTagClass) {
-        if (lookup == Lookup::strict && !in_genealogy(slot_class))
+        if (lookup == Lookup::strict && !descends_from(slot_class))
             return no_value;
         return global_value(symbol);
     }
@@ -160,12 +164,41 @@ static Value value_in_object(Value symbol, Lookup lookup)
     return value_in_class(symbol, lookup);
 }
 
+// A full value, as most slots are, is read here at once.
+static inline Value plain_slot_value(const uint8_t* object, Value descriptor, Value symbol)
+{
+    const SlotRecord* const record = slot_record(descriptor);
+    if (self_object.tag() == kTagInstance && record->kind == kSlotValue && record->allocate &&
+        !record->link) [[likely]]
+        return load_value(object + slot_offset(descriptor));
+    return slot_value(descriptor, symbol);
+}
+
 Value lookup_symbol(Value symbol)
 {
-    if (self_object != root_class)
-        return value_in_object(symbol, Lookup::strict);
     const SymbolEntry* const entry = symbol_of(symbol);
-    return entry->slot_class >> 24 == kTagClass ? no_value : Value::from_bits(entry->value);
+    const bool in_symbol = entry->slot_class >> 24 == kTagClass;
+    if (self_object == root_class)
+        return in_symbol ? no_value : Value::from_bits(entry->value);
+    const int index = entry->slot_index;
+    if (index < 0 && !in_symbol)
+        return Value::from_bits(entry->value);
+    const ObjectBlock* const object = object_block(self_object);
+    if (object->overrides.bits != nil.bits()) [[unlikely]]
+        return value_in_object(symbol, Lookup::strict);
+    if (in_symbol) {
+        const ClassBlock* const cls = class_block(object->class_);
+        if (entry->slot_class == object->class_.bits || in_genealogy(cls, entry->slot_class))
+            return Value::from_bits(entry->value);
+        return no_value;
+    }
+    const ClassBlock* const cls = class_block(object->class_);
+    if (index >= cls->table_size)
+        return Value::from_bits(entry->value);
+    const Value member = member_at(cls, index);
+    if (member.tag() == kTagSlot)
+        return plain_slot_value(reinterpret_cast<const uint8_t*>(object), member, symbol);
+    return is_end(member) ? Value::from_bits(entry->value) : member;
 }
 
 Value symbol_value(Value symbol)
@@ -202,9 +235,32 @@ static void set_member(Value symbol, Value member, Value v)
     }
 }
 
+// Stores in a full slot of the current instance, as most assignments in methods do; false when it is
+// another matter.
+static inline bool set_plain_slot(const SymbolEntry* entry, Value v)
+{
+    if (self_object.tag() != kTagInstance || entry->slot_index < 0 ||
+        entry->slot_class >> 24 == kTagClass)
+        return false;
+    ObjectBlock* const object = object_block(self_object);
+    const ClassBlock* const cls = class_block(object->class_);
+    if (object->overrides.bits != nil.bits() || entry->slot_index >= cls->table_size)
+        return false;
+    const Value member = member_at(cls, entry->slot_index);
+    if (member.tag() != kTagSlot)
+        return false;
+    const SlotRecord* const record = slot_record(member);
+    if (record->kind != kSlotValue || !record->allocate || record->link)
+        return false;
+    store_value(reinterpret_cast<uint8_t*>(object) + slot_offset(member), v);
+    return true;
+}
+
 void set_symbol_value(Value symbol, Value v)
 {
     SymbolEntry* const entry = symbol_of(symbol);
+    if (set_plain_slot(entry, v))
+        return;
     const Value slot_class = Value::from_bits(entry->slot_class);
     const bool at_root = self_object == root_class;
     if (!at_root) {
@@ -217,7 +273,7 @@ void set_symbol_value(Value symbol, Value v)
     if (slot_class.tag() == kTagClass) {
         // The symbol holds one class's method. Another's, or a global, value would destroy it: the
         // method moves into the member tables first.
-        if (at_root || !in_genealogy(slot_class))
+        if (at_root || !descends_from(slot_class))
             hooks.prepare_definition(symbol, false);
         set_global_value(symbol, v);
         return;

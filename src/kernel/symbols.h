@@ -7,7 +7,7 @@ struct SymbolEntry {
     uint32_t name;        // string Value; 0 for a free entry
     uint32_t value;       // global value; no_value when unbound
     uint32_t slot_class;  // 0, the one class that defines the name, or end-of-args: member tables
-    int16_t slot_index;   // index in the member tables of classes, -1 for none
+    int16_t slot_index;   // index in the member tables of classes, -1 for none; an override takes one too
     int16_t keyword_link; // entry index of the mate with or without ":", -1 until asked for
 };
 

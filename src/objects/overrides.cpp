@@ -10,6 +10,8 @@ static Value add_override(Value symbol, Value v)
     if (!is_symbol(symbol))
         raise_error(kErrorType, symbol);
     const Value object = object_argument(self_object);
+    // The look-up goes past the object for names that have no index.
+    give_slot_index(symbol);
     const Value pair = cons(symbol, v);
     const Value list = cons(pair, object_block(object)->overrides);
     object_block(object)->overrides = list;
