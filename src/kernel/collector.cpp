@@ -279,6 +279,7 @@ uint32_t block_size(const Node* node)
 
 static void compact_heap()
 {
+    forget_object_view();
     if (spaces.chain_head == spaces.chain_end)
         return;
     Node* previous = node_at(spaces.chain_head);
@@ -311,6 +312,7 @@ static void compact_heap()
 // Under stress every block moves at every collection.
 static void shake_heap()
 {
+    forget_object_view();
     const size_t used = static_cast<size_t>(spaces.heap_pointer - spaces.heap_base);
     if (!stress_shifted && spaces.heap_end - spaces.heap_pointer < 2 * kStressShift)
         return;

@@ -17,12 +17,6 @@
 
 // ---- Names
 
-[[gnu::noinline]] static Value symbol_form_slow(Value symbol)
-{
-    const Value v = lookup_symbol(symbol);
-    return v == no_value ? unbound(symbol) : v;
-}
-
 // A symbol without an index is in no member table and no object overrides it, so it means the same
 // everywhere unless it holds one class's method.
 static inline Value symbol_form_value(Value symbol)
@@ -31,7 +25,7 @@ static inline Value symbol_form_value(Value symbol)
     if ((entry->slot_index < 0 || self_object == root_class) && entry->value != no_value.bits() &&
         entry->slot_class >> 24 != kTagClass) [[likely]]
         return Value::from_bits(entry->value);
-    return symbol_form_slow(symbol);
+    return bound_value(symbol);
 }
 
 Value* variable_slot(Value variable, LambdaFrame* frame)
@@ -595,6 +589,9 @@ static inline void store(Value place, Value v, LambdaFrame* frame)
             frame->locals[index] = v;
             return;
         }
+    } else if (is_symbol(place)) {
+        set_symbol_value(place, v);
+        return;
     }
     assign(place, v, frame);
 }

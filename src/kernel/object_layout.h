@@ -89,6 +89,19 @@ inline Value member_at(const ClassBlock* cls, int i)
 inline uint32_t slot_offset(Value descriptor) { return node_of(descriptor)->car >> 8 & 0xffff; }
 inline uint8_t slot_mask(Value descriptor) { return node_of(descriptor)->car & 0xff; }
 
+// Where the blocks of an object without overrides lie, kept from one look-up to the next. Whatever
+// moves blocks, replaces a member table or gives overrides forgets it.
+struct ObjectView {
+    uint32_t object;         // bits of the object; 0 for none
+    uint32_t class_;         // bits of its class
+    uint32_t table_size;
+    const uint8_t* members;  // entry 0 of the member table
+    uint8_t* block;
+};
+extern ObjectView object_view;
+
+inline void forget_object_view() { object_view.object = 0; }
+
 // Reads and writes by storage kind; on a class it is the record's class_value.
 Value read_slot_raw(Value object, Value descriptor);
 void write_slot_raw(Value object, Value descriptor, Value v);

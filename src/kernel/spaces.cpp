@@ -8,6 +8,7 @@
 #include "kernel/errors.h"
 #include "kernel/frames.h"
 #include "kernel/hooks.h"
+#include "kernel/object_layout.h"
 #include "kernel/symbols.h"
 #include "storage/handles.h"
 
@@ -379,6 +380,7 @@ uint16_t pointer_stamp(Value v) { return static_cast<uint16_t>(pointer_node(v)->
 // Every block's address rises by bytes. The chain's end has no block.
 static void shift_heap(uint32_t bytes)
 {
+    forget_object_view();
     memmove(spaces.heap_base + bytes, spaces.heap_base,
             static_cast<size_t>(spaces.heap_pointer - spaces.heap_base));
     spaces.heap_base += bytes;

@@ -1,5 +1,7 @@
 // What a name means for the current object: overrides, members, slots, the global value. The class's
 // member table is indexed by the number that the symbol carries, so nothing climbs or hashes here.
+#include <cstddef>
+
 #include "kernel/evaluator.h"
 #include "kernel/hooks.h"
 #include "kernel/object_layout.h"
@@ -164,14 +166,41 @@ static Value value_in_object(Value symbol, Lookup lookup)
     return value_in_class(symbol, lookup);
 }
 
-// A full value, as most slots are, is read here at once.
-static inline Value plain_slot_value(const uint8_t* object, Value descriptor, Value symbol)
+// ---- The fast way
+
+ObjectView object_view;
+
+// Makes the view that of the current object, which is not root_class; false when it has overrides.
+[[gnu::noinline]] static bool view_self()
 {
-    const SlotRecord* const record = slot_record(descriptor);
-    if (self_object.tag() == kTagInstance && record->kind == kSlotValue && record->allocate &&
-        !record->link) [[likely]]
-        return load_value(object + slot_offset(descriptor));
-    return slot_value(descriptor, symbol);
+    ObjectBlock* const object = object_block(self_object);
+    if (object->overrides.bits != nil.bits())
+        return false;
+    const ClassBlock* const cls = class_block(object->class_);
+    object_view = { self_object.bits(), object->class_.bits, static_cast<uint32_t>(cls->table_size),
+                    block_of(cls->members) + 2, reinterpret_cast<uint8_t*>(object) };
+    return true;
+}
+
+static inline bool self_is_viewed()
+{
+    return object_view.object == self_object.bits() || view_self();
+}
+
+// A slot of an instance that holds a full value, unlinked, as most do: kind, allocate and link lie
+// side by side in the record.
+static inline bool is_plain_slot(Value descriptor)
+{
+    uint32_t flags;
+    memcpy(&flags, &slot_record(descriptor)->kind, 4);
+    return (flags & 0xffffff) == (kSlotValue | 1 << 8) && self_object.tag() == kTagInstance;
+}
+static_assert(offsetof(SlotRecord, allocate) == offsetof(SlotRecord, kind) + 1);
+static_assert(offsetof(SlotRecord, link) == offsetof(SlotRecord, kind) + 2);
+
+static inline Value viewed_member(uint32_t index)
+{
+    return index < object_view.table_size ? load_value(object_view.members + 4 * index) : end_of_args;
 }
 
 Value lookup_symbol(Value symbol)
@@ -183,22 +212,28 @@ Value lookup_symbol(Value symbol)
     const int index = entry->slot_index;
     if (index < 0 && !in_symbol)
         return Value::from_bits(entry->value);
-    const ObjectBlock* const object = object_block(self_object);
-    if (object->overrides.bits != nil.bits()) [[unlikely]]
+    if (!self_is_viewed()) [[unlikely]]
         return value_in_object(symbol, Lookup::strict);
     if (in_symbol) {
-        const ClassBlock* const cls = class_block(object->class_);
-        if (entry->slot_class == object->class_.bits || in_genealogy(cls, entry->slot_class))
-            return Value::from_bits(entry->value);
-        return no_value;
+        const bool known = entry->slot_class == object_view.class_ ||
+                           descends_from(Value::from_bits(entry->slot_class));
+        return known ? Value::from_bits(entry->value) : no_value;
     }
-    const ClassBlock* const cls = class_block(object->class_);
-    if (index >= cls->table_size)
-        return Value::from_bits(entry->value);
-    const Value member = member_at(cls, index);
-    if (member.tag() == kTagSlot)
-        return plain_slot_value(reinterpret_cast<const uint8_t*>(object), member, symbol);
+    const Value member = viewed_member(static_cast<uint32_t>(index));
+    if (member.tag() == kTagSlot) {
+        if (is_plain_slot(member)) [[likely]]
+            return load_value(object_view.block + slot_offset(member));
+        return slot_value(member, symbol);
+    }
     return is_end(member) ? Value::from_bits(entry->value) : member;
+}
+
+Value bound_value(Value symbol)
+{
+    const Value v = lookup_symbol(symbol);
+    if (v == no_value) [[unlikely]]
+        raise_error(kErrorUnbound, symbol);
+    return v;
 }
 
 Value symbol_value(Value symbol)
@@ -235,24 +270,16 @@ static void set_member(Value symbol, Value member, Value v)
     }
 }
 
-// Stores in a full slot of the current instance, as most assignments in methods do; false when it is
-// another matter.
+// Stores in a plain slot of the current instance; false when it is another matter.
 static inline bool set_plain_slot(const SymbolEntry* entry, Value v)
 {
-    if (self_object.tag() != kTagInstance || entry->slot_index < 0 ||
-        entry->slot_class >> 24 == kTagClass)
+    if (entry->slot_index < 0 || self_object == root_class || entry->slot_class >> 24 == kTagClass ||
+        !self_is_viewed())
         return false;
-    ObjectBlock* const object = object_block(self_object);
-    const ClassBlock* const cls = class_block(object->class_);
-    if (object->overrides.bits != nil.bits() || entry->slot_index >= cls->table_size)
+    const Value member = viewed_member(static_cast<uint32_t>(entry->slot_index));
+    if (member.tag() != kTagSlot || !is_plain_slot(member))
         return false;
-    const Value member = member_at(cls, entry->slot_index);
-    if (member.tag() != kTagSlot)
-        return false;
-    const SlotRecord* const record = slot_record(member);
-    if (record->kind != kSlotValue || !record->allocate || record->link)
-        return false;
-    store_value(reinterpret_cast<uint8_t*>(object) + slot_offset(member), v);
+    store_value(object_view.block + slot_offset(member), v);
     return true;
 }
 

@@ -41,6 +41,7 @@ inline Value boolean(bool truth)
 // slots, then the global value. lookup_symbol answers no_value when the name is not bound for the
 // object; symbol_value is the looser look-up that takes a method of any one class.
 Value lookup_symbol(Value symbol);
+Value bound_value(Value symbol);   // lookup_symbol; error 6 with the symbol when it is not bound
 Value symbol_value(Value symbol);
 Value class_level_value(Value symbol);  // what symbol_value gives without the object's overrides
 void set_symbol_value(Value symbol, Value v);

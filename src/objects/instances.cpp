@@ -147,6 +147,7 @@ static void retire_layout(Value cls)
     block->inited = 1;
     block->united = live->united | kClassRetired;
     each_instance(cls, [&](ObjectBlock* instance) { instance->class_ = old; });
+    forget_object_view();
 }
 
 void reset_layout(Value cls)

@@ -57,6 +57,7 @@ static void grow_table(Value cls, int entries)
     memcpy(block_of(table) + 2, block_of(block->members) + 2, 4 * block->table_size);
     block->members = table;
     block->table_size = static_cast<int16_t>(entries);
+    forget_object_view();
 }
 
 void set_member_entry(Value cls, Value symbol, Value v)
@@ -202,6 +203,7 @@ static const Primitive member_primitives[] = {
 
 void init_members()
 {
+    forget_object_view();
     index_counter = 0;
     methods.clear();
     hooks.prepare_definition = prepare_definition;

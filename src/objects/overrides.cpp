@@ -15,6 +15,7 @@ static Value add_override(Value symbol, Value v)
     const Value pair = cons(symbol, v);
     const Value list = cons(pair, object_block(object)->overrides);
     object_block(object)->overrides = list;
+    forget_object_view();
     return pair;
 }
 
