@@ -422,9 +422,13 @@ static void print_process(Value pointer)
         print_disposed(pointer);
         return;
     }
+    const Value name = process->name;
     print_format("<%s ", pointer_kind_name(pointer));
-    print_princ(process->name);
-    print_format(" %x>", pointer_of(pointer));
+    if (!is_nil(name)) {
+        print_princ(name);
+        print_char(' ');
+    }
+    print_format("%x>", pointer_of(pointer));
 }
 
 static const Primitive process_primitives[] = {
