@@ -89,17 +89,31 @@ bool PatternSearch::find(const uint8_t* text, uint32_t start, uint32_t end, Matc
                                                   : find_backward(text, start, end, match, accept, context);
 }
 
+// Goes on while four windows in a row are passed at full width: these four are looked at side by side,
+// where one after the other each would wait for the shift before it.
+uint32_t PatternSearch::skip(const uint8_t* pairs, uint32_t at, uint32_t last, uint32_t width) const
+{
+    const auto passes = [&](uint32_t place) { return shifts_[hash(pairs + place)] == width; };
+    while (last >= 4 * width && at <= last - 4 * width &&
+           (passes(at) & passes(at + width) & passes(at + 2 * width) & passes(at + 3 * width)))
+        at += 4 * width;
+    return at;
+}
+
 bool PatternSearch::find_forward(const uint8_t* text, uint32_t start, uint32_t end, Match* match,
                                  Accept accept, void* context) const
 {
     // at is where the window begins, pair the place of its last two bytes (or its only one).
     const uint32_t pair = window_ == 1 ? 0 : window_ - 2;
     const uint32_t last = end - window_;
+    const uint32_t widest = std::max(1u, window_ - 1);
     for (uint32_t at = start; at <= last;) {
         const uint32_t h = hash(text + at + pair);
         const uint32_t shift = shifts_[h];
         if (shift > 0) {
             at += shift;
+            if (shift == widest)
+                at = skip(text + pair, at, last, widest);
             continue;
         }
         for (int i = first_[h]; i >= 0; i = entries_[i].next) {

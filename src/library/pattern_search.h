@@ -39,6 +39,7 @@ private:
     const uint8_t* window_of(const std::string& pattern) const;
     void enter(const uint8_t* pair, uint32_t shift, int pattern);
     bool matches(const std::string& pattern, const uint8_t* text) const;
+    uint32_t skip(const uint8_t* pairs, uint32_t at, uint32_t last, uint32_t width) const;
     bool find_forward(const uint8_t* text, uint32_t start, uint32_t end, Match* match, Accept accept,
                       void* context) const;
     bool find_backward(const uint8_t* text, uint32_t start, uint32_t end, Match* match, Accept accept,
