@@ -113,14 +113,22 @@ void resolve_variables(Value form, Scope* scope);
 // own words on the Lisp stack.
 void resolve_trailed(uint32_t* mark, const Value* first_own, const Scope* query);
 
-// Tells that a walk comes by a place again, without memory of all of them (Brent's method).
+// Tells that a walk comes by a place again, without memory of all of them (Brent's method). Short walks
+// cost a count only.
 class LoopWatch {
 public:
     bool repeats(Value a, const void* scope_a, Value b = nil, const void* scope_b = nullptr)
     {
-        if (a == a_ && b == b_ && scope_a == scope_a_ && scope_b == scope_b_)
+        return ++steps_ >= kShortWalk && compare(a, scope_a, b, scope_b);
+    }
+
+private:
+    static constexpr uint32_t kShortWalk = 256;
+
+    bool compare(Value a, const void* scope_a, Value b, const void* scope_b)
+    {
+        if (steps_ > kShortWalk && a == a_ && b == b_ && scope_a == scope_a_ && scope_b == scope_b_)
             return true;
-        ++steps_;
         if ((steps_ & (steps_ - 1)) == 0) {
             a_ = a;
             b_ = b;
@@ -130,9 +138,8 @@ public:
         return false;
     }
 
-private:
     uint32_t steps_ = 0;
-    Value a_ = end_of_args, b_ = end_of_args;
+    Value a_, b_;
     const void* scope_a_ = nullptr;
     const void* scope_b_ = nullptr;
 };

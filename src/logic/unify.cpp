@@ -76,28 +76,42 @@ void undo_trail(uint32_t* mark)
 
 // ---- Unification
 
-// What is never equal to another word. Strings, numbers beyond the immediate ones and the like have
-// to be looked into, and a string may be equal to a symbol.
-static inline bool compares_by_identity(Value v)
+// Symbols and immediate integers are equal to no other among themselves. Strings, other numbers and the
+// like have to be looked into, and a string may be equal to a symbol.
+static inline bool is_name(Value v)
 {
-    return v.tag() == kTagInteger || is_pair(v);
+    return is_symbol(v) || is_fixnum(v);
 }
 
 static inline bool atoms_agree(Value a, Value b)
 {
-    if (a == nil || b == nil)
-        return false;
-    if (is_symbol(a) && is_symbol(b))
-        return false;
-    if (compares_by_identity(a) && compares_by_identity(b))
-        return false;
-    return equal(a, b);
+    return a != nil && b != nil && !(is_name(a) && is_name(b)) && equal(a, b);
 }
 
 // The same list in two scopes is two terms: its variables may differ.
 static inline bool stands_alone(Value v)
 {
     return !is_pair(v) && v.tag() != kTagVariable;
+}
+
+// The common items of a pattern without a call: atoms, and variables that the try meets first. False
+// when the item takes unify itself; otherwise *agree says how it came out.
+static inline bool unify_simple(Value a, Scope* scope_a, Value b, Scope* scope_b, bool* agree)
+{
+    if (a.tag() == kTagVariable) {
+        Value* const slot = slot_of(a, scope_a);
+        if (!slot || *slot != no_value || slot < newest_scope->slots)
+            return false;
+        Term right(b, scope_b);
+        right.follow();
+        if (right.is_unbound())
+            return false;
+        *slot = right.stored();
+        *agree = true;
+        return true;
+    }
+    *agree = a == b;
+    return is_name(a) && is_name(b);
 }
 
 bool unify(Value a, Scope* scope_a, Value b, Scope* scope_b)
@@ -135,7 +149,12 @@ bool unify(Value a, Scope* scope_a, Value b, Scope* scope_b)
             return true;
         if (!is_pair(a) || !is_pair(b))
             return atoms_agree(a, b);
-        if (!unify(car_of(a), scope_a, car_of(b), scope_b))
+        const Value item_a = car_of(a);
+        const Value item_b = car_of(b);
+        bool agree;
+        if (!unify_simple(item_a, scope_a, item_b, scope_b, &agree))
+            agree = unify(item_a, scope_a, item_b, scope_b);
+        if (!agree)
             return false;
         a = cdr_of(a);
         b = cdr_of(b);
