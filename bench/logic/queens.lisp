@@ -10,5 +10,5 @@
   (select _q _free _left) (safe _q 1 _placed) (place _left '(_q . _placed) _all))
 (defclause (queens _all) (place '(1 2 3 4 5 6 7 8) () _all))
 (define (once) (queens _all) _all)
-(repeat 40 (once))
+(repeat 1000 (once))
 (displ (once))

@@ -9,5 +9,5 @@ place(Free, Placed, All) :-
 queens(All) :- place([1,2,3,4,5,6,7,8], [], All).
 run(0) :- !.
 run(N) :- \+ \+ queens(_), M is N - 1, run(M).
-main :- run(40), queens(All), !, write(All), nl.
+main :- run(1000), queens(All), !, write(All), nl.
 :- initialization(main).

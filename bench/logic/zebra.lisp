@@ -24,5 +24,5 @@
   (next '(norwegian _co _po _do _so) '(_np blue _pp _dp _sp) _hs)
   (mem '(_owner _cq zebra _dq _sq) _hs))
 (define (once) (zebra _owner) _owner)
-(repeat 100 (once))
+(repeat 400 (once))
 (displ (once))

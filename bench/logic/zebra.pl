@@ -23,5 +23,5 @@ zebra(Owner) :-
     mem([Owner,_,zebra,_,_], Hs).
 run(0) :- !.
 run(N) :- \+ \+ zebra(_), M is N - 1, run(M).
-main :- run(100), zebra(Owner), !, write(Owner), nl.
+main :- run(400), zebra(Owner), !, write(Owner), nl.
 :- initialization(main).
