@@ -90,7 +90,7 @@ static Value write_slot_primitive(Value symbol, Value v)
 static Value set_slot_field(Value symbol, Value keyword, Value v)
 {
     own_slot(symbol);
-    set_slot_attribute(object_block(self_object)->class_, symbol, keyword, v);
+    set_slot_attribute(class_of(self_object), symbol, keyword, v);
     return no_value;
 }
 
