@@ -5,6 +5,7 @@
 #include "kernel/errors.h"
 #include "kernel/spaces.h"
 #include "storage/handles.h"
+#include "storage/storage_arguments.h"  // and those that name a handle
 
 // An integer from 0 up.
 inline uint32_t length_argument(Value v)
@@ -22,17 +23,4 @@ inline uint8_t* memory_argument(Value pointer, uint32_t size)
     if (!zone_mapped(address, size))
         raise_error(kErrorType, pointer);
     return zone_pointer(address);
-}
-
-inline Handle handle_argument(Value pointer)
-{
-    const Handle handle = pointer_of(pointer);
-    if (!HandleIsLive(handle))
-        raise_error(kErrorType, pointer);
-    return handle;
-}
-
-inline Value make_handle_pointer(Handle handle)
-{
-    return make_pointer(kPointerHandle, handle, HandleGeneration(handle));
 }

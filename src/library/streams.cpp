@@ -158,7 +158,7 @@ static Value adjust_handle_struct(Value pointer)
     stream.size = 0;
     stream.data = 0;
     stream.handle = 0;
-    return make_handle_pointer(handle);
+    return make_handle_pointer(kPointerHandle, handle);
 }
 
 static Value handle_putc(Value character, Value pointer)

@@ -312,7 +312,7 @@ static Value string_handle(Value string)
         const LockedHandle locked(handle);
         memcpy(locked.bytes, string_chars(string), length);
     }
-    return make_handle_pointer(handle);
+    return make_handle_pointer(kPointerHandle, handle);
 }
 
 static Value handle_string(Value pointer)

@@ -5,16 +5,22 @@
 #include "kernel/errors.h"
 #include "kernel/printer.h"
 
-Value make_handle_pointer(PointerKind kind, Handle handle)
+// Never 0 but once in 65536 times: a stamp of 0 was not made from a Handle.
+static uint16_t stamp_of(Handle handle)
 {
-    return make_pointer(kind, handle, handle == 0 ? 0 : HandleGeneration(handle));
+    return static_cast<uint16_t>(HandleGeneration(handle) + 1);
 }
 
-// A stamp of 0 was not made from a Handle: only whether something lives there can be told.
+Value make_handle_pointer(PointerKind kind, Handle handle)
+{
+    return make_pointer(kind, handle, handle == 0 ? 0 : stamp_of(handle));
+}
+
+// Without a stamp only whether something lives there can be told.
 static bool is_stale(Value pointer, Handle handle)
 {
     const uint16_t stamp = pointer_stamp(pointer);
-    return !HandleIsLive(handle) || (stamp != 0 && stamp != HandleGeneration(handle));
+    return !HandleIsLive(handle) || (stamp != 0 && stamp != stamp_of(handle));
 }
 
 Handle handle_argument(Value pointer)
