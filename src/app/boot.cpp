@@ -89,6 +89,7 @@ static Module modules[] = {
     { "Pathnames", init_pathnames, 0 },
     { "Files", init_files, 0 },
     { "Times and attributes of files", init_file_info, 0 },
+    { "Databases", init_databases, 0 },
     { "Date and time", init_date_time, 0 },
 };
 

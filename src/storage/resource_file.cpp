@@ -57,7 +57,7 @@ ResFile* res_file(int reference)
 static std::vector<uint8_t> new_file_bytes(std::string_view path, ResType creator, ResType type)
 {
     std::vector<uint8_t> bytes(kResHeaderSize);
-    const std::vector<uint8_t> map = empty_resource_map();
+    const std::vector<uint8_t> map = ResourceMap::empty_bytes();
     memcpy(bytes.data(), map.data(), kMapHead);
     const size_t last = path.find_last_of("\\/:");
     const std::string_view name =
@@ -123,7 +123,7 @@ static int16_t read_map(ResFile& file)
     if (!is_resource_header(header, GetFileSize(file.stored.file)))
         return kResCannotOpen;
     const uint32_t length = get_be32(header + 12);
-    if (length < kEmptyMapSize)
+    if (length < ResourceMap::kEmptySize)
         return kResCannotOpen;
     file.map.bytes.resize(length);
     if (!ReadStored(file.stored, get_be32(header + 4), file.map.bytes.data(), length))

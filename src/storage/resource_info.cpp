@@ -109,7 +109,7 @@ void AddResource(Handle handle, ResType type, int16_t id, std::string_view name)
         if (open->map.holds_handle(type, handle))
             return set_status(kResAddFailed);
     }
-    if (!file->map.add(type, id, name.substr(0, UINT8_MAX), handle))
+    if (!file->map.add_resource(type, id, name.substr(0, UINT8_MAX), handle))
         return set_status(kResAddFailed);
     HNoPurge(handle);
     resources.counts_dirty = true;

@@ -7,6 +7,7 @@
 #include "kernel/printer.h"
 #include "kernel/symbols.h"
 #include "storage/bytes.h"
+#include "storage/database_arguments.h"
 #include "storage/pathname.h"
 #include "storage/resource_errors.h"
 #include "storage/resource_file.h"
@@ -486,5 +487,6 @@ void init_resources()
 
 void close_storage()
 {
+    CloseAllDatabases(usual_database_close());
     CloseAllResFiles();
 }
