@@ -239,7 +239,7 @@ static Value unite_class(Value name, Rest parents)
             known = cdr_of(known);
         }
         if (known != nil)
-            raise_error(kErrorType, known);
+            raise_error(kErrorType, append_lists(known, nil));
     }
     has_united = true;
     class_block(cls)->united |= kClassUnited;
@@ -272,13 +272,22 @@ static Value object_opened_p()
 }
 
 static Value class_name(Value cls) { return class_block(class_argument(cls))->name; }
-static Value ascendants(Value cls) { return class_block(class_argument(cls))->ascendants; }
-static Value genealogy(Value cls) { return class_block(class_argument(cls))->genealogy; }
+
+// Lisp gets copies: nothing checks the lists of a class when they are walked.
+static Value ascendants(Value cls)
+{
+    return append_lists(class_block(class_argument(cls))->ascendants, nil);
+}
+
+static Value genealogy(Value cls)
+{
+    return append_lists(class_block(class_argument(cls))->genealogy, nil);
+}
 
 // Layouts that a class has outgrown are kept among its descendants, and shown to nobody.
 static Value descendants(Value cls)
 {
-    Value list = class_block(class_argument(cls))->descendants;
+    Value list = append_lists(class_block(class_argument(cls))->descendants, nil);
     Value rest = list;
     while (rest != nil) {
         const Value child = car_of(rest);

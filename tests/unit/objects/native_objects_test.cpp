@@ -104,7 +104,6 @@ TEST(native_objects, are_marked_while_their_object_lives_and_deleted_when_it_die
         static_data_of(kept)->name = make_string("only the native side holds this");
         for (int i = 0; i < 50; ++i)
             send(make_instance(cls), "link-object");
-        EXPECT_EQ(Probe::alive, 51);
         lisp("recycle", nil);
         EXPECT_GE(Probe::marks, 1);
         // A few may still look alive to the scan of the machine stack.
@@ -138,6 +137,40 @@ TEST(native_objects, the_roots_are_there_at_boot)
         EXPECT_EQ(car_of(class_block(class_persistence)->ascendants), class_static_data);
         EXPECT_EQ(car_of(class_block(class_interface)->ascendants), class_persistence);
         EXPECT_GT(method_count(), 20u);
+    });
+}
+
+// Whatever the receiver and the argument, a method answers or raises an error.
+TEST(native_objects, methods_take_no_harm_from_odd_receivers_and_arguments)
+{
+    in_interpreter([] {
+        const Value linked = make_instance(class_interface);
+        send(linked, "link-object");
+        const Value lesser =
+            make_instance(lisp("new-class", intern("lesser"), class_persistence, class_static_data));
+        send(lesser, "link-object");
+        const Value receivers[] = { linked, lesser, make_instance(class_persistence), class_interface,
+                                    global_value(intern("obj-root")), root_class };
+        const Value arguments[] = { nil, no_value, make_fixnum(-1), make_boxed(kTagLong, 1u << 30),
+                                    make_real(0.5), make_string("text"), intern("name"),
+                                    make_vector(3, nil), cons(make_fixnum(1), make_fixnum(2)),
+                                    cons(cons(nil, nil), nil), linked, class_interface, root_class,
+                                    global_value(intern("car")) };
+        int calls = 0;
+        for (size_t i = 0; i < method_count(); ++i) {
+            const Value method = make_primitive(*method_at(i).primitive);
+            for (Value receiver : receivers)
+                for (Value argument : arguments) {
+                    ends_in_error([&] {
+                        const ObjectFrame frame(receiver);
+                        call_value(method, argument, argument);
+                    });
+                    ++calls;
+                }
+        }
+        EXPECT_GT(calls, 1000);
+        EXPECT_EQ(self_object, root_class);
+        lisp("recycle", nil);
     });
 }
 
