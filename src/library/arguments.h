@@ -1,6 +1,6 @@
 // Readers of arguments: each checks, converts and raises error 2 with the value, so that all
-// primitives refuse the same things alike. integer_value, unsigned_value, short_value and real_value
-// of the kernel are of the family.
+// primitives refuse the same things alike. integer_value, unsigned_value, short_value and
+// real_value of the kernel are of the family.
 #pragma once
 
 #include "kernel/errors.h"
@@ -13,8 +13,14 @@ inline Value typed_argument(Value v, Tag tag)
     return v;
 }
 
-inline Value symbol_argument(Value v) { return typed_argument(v, kTagSymbol); }
-inline Value vector_argument(Value v) { return typed_argument(v, kTagVector); }
+inline Value symbol_argument(Value v)
+{
+    return typed_argument(v, kTagSymbol);
+}
+inline Value vector_argument(Value v)
+{
+    return typed_argument(v, kTagVector);
+}
 
 // A pair: nil is refused too.
 inline Value pair_argument(Value v)

@@ -20,9 +20,18 @@ static uint32_t array_word(Value array, uint32_t i)
     return word;
 }
 
-static uint32_t total_of(Value array) { return array_word(array, 0); }
-static uint32_t rank_of(Value array) { return array_word(array, 1); }
-static uint32_t dimension_of(Value array, uint32_t i) { return array_word(array, 2 + i); }
+static uint32_t total_of(Value array)
+{
+    return array_word(array, 0);
+}
+static uint32_t rank_of(Value array)
+{
+    return array_word(array, 1);
+}
+static uint32_t dimension_of(Value array, uint32_t i)
+{
+    return array_word(array, 2 + i);
+}
 
 static uint8_t* element_place(Value array, uint32_t i)
 {
@@ -36,12 +45,12 @@ static Value make_array(Rest dimensions)
     for (uint32_t i = 0; i < rank; ++i) {
         total *= short_value(dimensions[i]);
         if (total > UINT32_MAX)
-            total = UINT32_MAX;  // refused below, unless a dimension of 0 follows
+            total = UINT32_MAX; // refused below, unless a dimension of 0 follows
     }
     const uint64_t size = 4 + 4 * total + 2 * rank;
     if (size >= kSizeLimit)
-        raise_error(kErrorType, make_unsigned(size > UINT32_MAX ? UINT32_MAX
-                                                                : static_cast<uint32_t>(size)));
+        raise_error(kErrorType,
+                    make_unsigned(size > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(size)));
     ensure_space(static_cast<uint32_t>(size));
     const Value array = new_indirect(static_cast<uint32_t>(size), kTagArray, kHeaderArray);
     uint8_t* place = block_of(array);
@@ -111,15 +120,17 @@ static Value copy_array(Value from, Value to)
 
 static const Primitive array_primitives[] = {
     { "make-array", make_array,
-      "(make-array d0 d1 ...): a new array of these dimensions, filled with 0; error 2 with the size in "
-      "bytes for one of 65536 or more" },
+      "(make-array d0 d1 ...): a new array of these dimensions, filled with 0; error 2 with the "
+      "size in bytes for one of 65536 or more" },
     { "array?", array_p, "(array? v): whether v is an array" },
     { "array-ref", array_ref,
-      "(array-ref array i j ...): the element; error 2 for a subscript out of range, missing or too many" },
+      "(array-ref array i j ...): the element; error 2 for a subscript out of range, missing or "
+      "too many" },
     { "array-set!", array_set_x,
       "(array-set! array v i j ...): stores v as the element; v; errors as array-ref" },
     { "copy-array", copy_array,
-      "(copy-array from to): copies the elements of from into to, which must have as many; no-value" },
+      "(copy-array from to): copies the elements of from into to, which must have as many; "
+      "no-value" },
 };
 
 void init_arrays()

@@ -1,5 +1,5 @@
-// The equality predicates. `equal?` walks pairs along their cdrs in a loop and recurs for the cars, so
-// that long lists take no stack and deep ones end in the error of a full stack.
+// The equality predicates. `equal?` walks pairs along their cdrs in a loop and recurs for the cars,
+// so that long lists take no stack and deep ones end in the error of a full stack.
 #include "library/equality.h"
 
 #include "kernel/evaluator.h"
@@ -101,12 +101,12 @@ static Value equal_p(Value a, Value b)
 static const Primitive equality_primitives[] = {
     { "eq?", eq_p, "(eq? a b): whether a and b are the same word" },
     { "neq?", neq_p, "(neq? a b): whether a and b are not the same word" },
-    { "eqv?", eqv_p, "(eqv? a b): eq?, or two reals of one value, two empty vectors, two arrays of "
-                     "rank 0" },
+    { "eqv?", eqv_p,
+      "(eqv? a b): eq?, or two reals of one value, two empty vectors, two arrays of rank 0" },
     { "equal?", equal_p,
-      "(equal? a b): whether a and b have the same structure and contents; a string equals the symbol "
-      "of its name, an integer the real of its value; vectors by identical elements; error 2 for two "
-      "circular lists" },
+      "(equal? a b): whether a and b have the same structure and contents; a string equals the "
+      "symbol of its name, an integer the real of its value; vectors by identical elements; error "
+      "2 for two circular lists" },
 };
 
 void init_equality()

@@ -16,7 +16,8 @@ inline bool equal(Value a, Value b)
     return equal_slow(a, b);
 }
 
-// Searches for one value ask its type once: calls with(f), where f(x) tells whether x is equal to it.
+// Searches for one value ask its type once: calls with(f), where f(x) tells whether x is equal to
+// it.
 template <class With> Value with_equality_to(Value item, With with)
 {
     if (is_fixnum(item) || is_symbol(item))

@@ -1,5 +1,5 @@
-// Hash tables. Nothing is hashed: a table is a map from symbols to values with one word for each entry
-// of the symbol table, in a block of the zone that the collector frees with the node.
+// Hash tables. Nothing is hashed: a table is a map from symbols to values with one word for each
+// entry of the symbol table, in a block of the zone that the collector frees with the node.
 #include "kernel/collector.h"
 #include "kernel/evaluator.h"
 #include "kernel/primitive.h"
@@ -14,7 +14,8 @@ static uint32_t bytes_since_collection;
 
 static uint32_t* entries_of(Value table)
 {
-    return reinterpret_cast<uint32_t*>(zone_pointer(node_of(typed_argument(table, kTagHashTable))->cdr));
+    return reinterpret_cast<uint32_t*>(
+        zone_pointer(node_of(typed_argument(table, kTagHashTable))->cdr));
 }
 
 static uint32_t* entry_of(Value table, Value symbol)
@@ -67,13 +68,16 @@ static Value for_each_hash(Value f, Value table)
 }
 
 static const Primitive hash_primitives[] = {
-    { "new-hash", new_hash, "(new-hash): a new table without entries; error 9 when memory is short" },
+    { "new-hash", new_hash,
+      "(new-hash): a new table without entries; error 9 when memory is short" },
     { "hash-ref", hash_ref,
-      "(hash-ref table symbol default): the symbol's value, default when it has none; error 2 for a key "
-      "that is no symbol" },
-    { "hash-set!", hash_set_x, "(hash-set! table symbol v): gives the symbol the value v; no-value" },
+      "(hash-ref table symbol default): the symbol's value, default when it has none; error 2 for "
+      "a key that is no symbol" },
+    { "hash-set!", hash_set_x,
+      "(hash-set! table symbol v): gives the symbol the value v; no-value" },
     { "for-each-hash", for_each_hash,
-      "(for-each-hash f table): calls f on each symbol and its value, in symbol table order; no-value" },
+      "(for-each-hash f table): calls f on each symbol and its value, in symbol table order; "
+      "no-value" },
 };
 
 void init_hash_tables()

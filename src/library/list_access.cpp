@@ -1,5 +1,5 @@
-// Reaching into lists: the car and cdr family, places by number, ends and lengths. nil has car and cdr
-// nil, so a place past the end is nil; storing there is error 2.
+// Reaching into lists: the car and cdr family, places by number, ends and lengths. nil has car and
+// cdr nil, so a place past the end is nil; storing there is error 2.
 #include "kernel/evaluator.h"
 #include "kernel/primitive.h"
 #include "kernel/symbols.h"
@@ -23,7 +23,8 @@ uint32_t pairs_to_end(Value tail)
     return count;
 }
 
-// Functions, closures and variables have two words of Lisp data as pairs do, and may be looked into.
+// Functions, closures and variables have two words of Lisp data as pairs do, and may be looked
+// into.
 static bool is_plain_node(Value v)
 {
     switch (v.tag()) {
@@ -193,28 +194,39 @@ static const Primitive access_primitives[] = {
     { "eighth", element<8>, "(eighth list): its 8th element, nil past the end" },
     { "ninth", element<9>, "(ninth list): its 9th element, nil past the end" },
     { "tenth", element<10>, "(tenth list): its 10th element, nil past the end" },
-    { "set-car!", set_element<1>, "(set-car! pair v): stores v as first element; v; error 2 for nil" },
+    { "set-car!", set_element<1>,
+      "(set-car! pair v): stores v as first element; v; error 2 for nil" },
     { "set-cdr!", set_cdr_x, "(set-cdr! pair v): stores v as the rest; v; error 2 for nil" },
-    { "set-first!", set_element<1>, "(set-first! list v): stores v in place 1; v; error 2 for nil" },
-    { "set-second!", set_element<2>, "(set-second! list v): stores v in place 2; v; error 2 past the end" },
-    { "set-third!", set_element<3>, "(set-third! list v): stores v in place 3; v; error 2 past the end" },
-    { "set-fourth!", set_element<4>, "(set-fourth! list v): stores v in place 4; v; error 2 past the end" },
-    { "set-fifth!", set_element<5>, "(set-fifth! list v): stores v in place 5; v; error 2 past the end" },
-    { "set-sixth!", set_element<6>, "(set-sixth! list v): stores v in place 6; v; error 2 past the end" },
+    { "set-first!", set_element<1>,
+      "(set-first! list v): stores v in place 1; v; error 2 for nil" },
+    { "set-second!", set_element<2>,
+      "(set-second! list v): stores v in place 2; v; error 2 past the end" },
+    { "set-third!", set_element<3>,
+      "(set-third! list v): stores v in place 3; v; error 2 past the end" },
+    { "set-fourth!", set_element<4>,
+      "(set-fourth! list v): stores v in place 4; v; error 2 past the end" },
+    { "set-fifth!", set_element<5>,
+      "(set-fifth! list v): stores v in place 5; v; error 2 past the end" },
+    { "set-sixth!", set_element<6>,
+      "(set-sixth! list v): stores v in place 6; v; error 2 past the end" },
     { "set-seventh!", set_element<7>,
       "(set-seventh! list v): stores v in place 7; v; error 2 past the end" },
-    { "set-eighth!", set_element<8>, "(set-eighth! list v): stores v in place 8; v; error 2 past the end" },
-    { "set-ninth!", set_element<9>, "(set-ninth! list v): stores v in place 9; v; error 2 past the end" },
+    { "set-eighth!", set_element<8>,
+      "(set-eighth! list v): stores v in place 8; v; error 2 past the end" },
+    { "set-ninth!", set_element<9>,
+      "(set-ninth! list v): stores v in place 9; v; error 2 past the end" },
     { "set-tenth!", set_element<10>,
       "(set-tenth! list v): stores v in place 10; v; error 2 past the end" },
-    { "list-ref", list_ref, "(list-ref list n): element n from 0, nil past the end; error 2 for n below 0" },
+    { "list-ref", list_ref,
+      "(list-ref list n): element n from 0, nil past the end; error 2 for n below 0" },
     { "reversed-ref", reversed_ref,
       "(reversed-ref list n): element n from 0 counted from the end, nil past the start" },
-    { "list-tail", list_tail, "(list-tail list n): the tail behind n pairs, shared; nil past the end" },
+    { "list-tail", list_tail,
+      "(list-tail list n): the tail behind n pairs, shared; nil past the end" },
     { "last", last, "(last list): its last element; nil for nil" },
     { "last-pair", last_pair, "(last-pair list): its last pair; nil for nil" },
-    { "length", length, "(length list): number of pairs; error 2 for an atom, an improper or a circular "
-                        "list" },
+    { "length", length,
+      "(length list): number of pairs; error 2 for an atom, an improper or a circular list" },
 };
 
 void init_list_access()

@@ -1,5 +1,5 @@
-// Searching lists: the family of `member` with its key and test functions, association lists, and the
-// functions that take a predicate.
+// Searching lists: the family of `member` with its key and test functions, association lists, and
+// the functions that take a predicate.
 #include "kernel/evaluator.h"
 #include "kernel/primitive.h"
 #include "kernel/symbols.h"
@@ -67,8 +67,8 @@ static Value find(Value item, Value list, Value key, Value test)
 
 static Value find_if(Value predicate, Value list, Value key)
 {
-    return car(tail_where<ListGuard>(
-        list, [=](Value x) { return holds(predicate, key_of(key, x)); }));
+    return car(
+        tail_where<ListGuard>(list, [=](Value x) { return holds(predicate, key_of(key, x)); }));
 }
 
 static Value collect_if(Value predicate, Value list, Value key)
@@ -105,8 +105,8 @@ static Value some(Value predicate, Value list)
 
 static Value every(Value predicate, Value list)
 {
-    return boolean(
-        tail_where<ListGuard>(list, [=](Value x) { return !holds(predicate, x); }) == nil);
+    return boolean(tail_where<ListGuard>(list, [=](Value x) { return !holds(predicate, x); }) ==
+                   nil);
 }
 
 // ---- Removing and replacing
@@ -159,9 +159,8 @@ static Value replace_x(Value old, Value v, Value list)
 // The first pair whose car passes. nil among the pairs is skipped.
 template <class Guard, class Passes> static Value entry_where(Value alist, Passes passes)
 {
-    return car(tail_where<Guard>(alist, [&](Value entry) {
-        return entry != nil && passes(car_of(pair_argument(entry)));
-    }));
+    return car(tail_where<Guard>(
+        alist, [&](Value entry) { return entry != nil && passes(car_of(pair_argument(entry))); }));
 }
 
 static Value assq(Value key, Value alist)
@@ -231,7 +230,8 @@ static const Primitive search_primitives[] = {
       "behind it; the list itself without a match" },
     { "remove!", remove_x, "(remove! item list key test): unlinks the first match of `member`" },
     { "remove-tail!", remove_tail_x,
-      "(remove-tail! pair list): unlinks that very pair; the list, or its cdr when the pair is its head" },
+      "(remove-tail! pair list): unlinks that very pair; the list, or its cdr when the pair is its "
+      "head" },
     { "replace!", replace_x,
       "(replace! old new list): stores new for the first element equal? to old; the list" },
     { "assq", assq, "(assq key alist): the first pair whose car is key by eq?; nil without one" },
@@ -240,11 +240,11 @@ static const Primitive search_primitives[] = {
       "(assoc item alist key test): the first pair whose car matches item as in `member`; nil "
       "without one" },
     { "associate", associate,
-      "(associate key v alist): gives the pair of key, by eqv?, the cdr v, or conses a new pair to the "
-      "front; the alist" },
+      "(associate key v alist): gives the pair of key, by eqv?, the cdr v, or conses a new pair to "
+      "the front; the alist" },
     { "partition", partition,
-      "(partition list keys key): alist with an entry for each of keys, holding the elements whose key "
-      "is equal? to it, in order" },
+      "(partition list keys key): alist with an entry for each of keys, holding the elements whose "
+      "key is equal? to it, in order" },
 };
 
 void init_list_search()

@@ -11,9 +11,9 @@ uint32_t pairs_to_end(Value tail);
 // Decides at each step of a walk whether to go on:
 //     ListGuard guard;
 //     for (; guard.more(list); list = cdr_of(list)) ...
-// Counts the steps; past the fuel it looks ahead once whether there is an end. A walk that allocates
-// or calls Lisp takes the lesser fuel, so that a circle costs it little; a pure one takes more steps
-// than a proper list can have pairs.
+// Counts the steps; past the fuel it looks ahead once whether there is an end. A walk that
+// allocates or calls Lisp takes the lesser fuel, so that a circle costs it little; a pure one takes
+// more steps than a proper list can have pairs.
 class ListGuard {
 public:
     static constexpr uint32_t kFuel = 8192;
@@ -23,7 +23,7 @@ public:
 
     bool more(Value tail)
     {
-        if (tail.bits() > nil.bits()) [[likely]] {  // a pair: no other Value is as high
+        if (tail.bits() > nil.bits()) [[likely]] { // a pair: no other Value is as high
             if (--fuel_ == 0) [[unlikely]]
                 fuel_ = pairs_to_end(tail);
             return true;
@@ -81,8 +81,8 @@ private:
     Value last_;
 };
 
-// How elements are compared in the family of `member`: key is called on the element, unless nil, and
-// test on the item and that key; without a test, equal.
+// How elements are compared in the family of `member`: key is called on the element, unless nil,
+// and test on the item and that key; without a test, equal.
 class Matcher {
 public:
     Matcher(Value item, Value key, Value test) : item_(item), key_(key), test_(test) {}

@@ -304,15 +304,17 @@ static const Primitive list_primitives[] = {
     { "reverse", reverse, "(reverse list): a copy in reverse order" },
     { "reverse!", reverse_x, "(reverse! list): turns the list in place and answers its new head" },
     { "subseq", subseq,
-      "(subseq list from to): fresh list of elements from .. to - 1, to the end when to is nil or past it" },
+      "(subseq list from to): fresh list of elements from .. to - 1, to the end when to is nil or "
+      "past it" },
     { "change-rank!", change_rank_x,
-      "(change-rank! list from to): moves element from before the one at to, at the end when to is nil "
-      "or past it, in place; the list, whose head may be new" },
+      "(change-rank! list from to): moves element from before the one at to, at the end when to is "
+      "nil or past it, in place; the list, whose head may be new" },
     { "transpose", transpose,
-      "(transpose lists): list of the first elements, of the second ones...; as many as the first list "
-      "has; nil where a list is short" },
+      "(transpose lists): list of the first elements, of the second ones...; as many as the first "
+      "list has; nil where a list is short" },
     { "transpose!", transpose_x, "(transpose! lists): transpose that uses the pairs of the lists" },
-    { "for", for_, "(for from to f down): calls f with from, from + 1 .. to, downward when down is true" },
+    { "for", for_,
+      "(for from to f down): calls f with from, from + 1 .. to, downward when down is true" },
     { "for-collect", for_collect,
       "(for-collect from to f down): calls f as `for` does and answers the list of the results" },
 };

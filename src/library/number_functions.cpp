@@ -1,5 +1,5 @@
-// Predicates and functions of one number or two: rounding, division, transcendental functions, bits,
-// `random`.
+// Predicates and functions of one number or two: rounding, division, transcendental functions,
+// bits, `random`.
 #include <cstdlib>
 
 #include "kernel/evaluator.h"
@@ -235,7 +235,7 @@ static uint32_t bits_value(Value x)
 
 static uint32_t bit_mask(Value bit)
 {
-    return uint32_t{1} << (static_cast<uint32_t>(integer_value(bit)) & 31);
+    return uint32_t{ 1 } << (static_cast<uint32_t>(integer_value(bit)) & 31);
 }
 
 static Value bit_test(Value x, Value bit)
@@ -288,17 +288,21 @@ static const Primitive number_function_primitives[] = {
     { "odd?", odd_p, "(odd? i): whether integer i has a low bit of 1" },
     { "abs", abs_, "(abs n): n without its sign" },
     { "relate", relate, "(relate i j): -1, 0 or 1 as integer i is below, equal to or above j" },
-    { "floor", rounded<std::floor>, "(floor n divisor): n, or n / divisor, rounded down to an integer" },
-    { "ceiling", rounded<std::ceil>, "(ceiling n divisor): n, or n / divisor, rounded up to an integer" },
+    { "floor", rounded<std::floor>,
+      "(floor n divisor): n, or n / divisor, rounded down to an integer" },
+    { "ceiling", rounded<std::ceil>,
+      "(ceiling n divisor): n, or n / divisor, rounded up to an integer" },
     { "truncate", rounded<std::trunc>,
       "(truncate n divisor): n, or n / divisor, rounded towards 0 to an integer" },
     { "round", rounded<half_up>,
       "(round n divisor): n, or n / divisor, plus 0.5 rounded down to an integer" },
-    { "round-float", round_float, "(round-float n digits): real n rounded to so many decimals, 0 for nil" },
+    { "round-float", round_float,
+      "(round-float n digits): real n rounded to so many decimals, 0 for nil" },
     { "quotient", quotient, "(quotient i j): integer quotient, towards 0; error 58 when j is 0" },
     { "remainder", remainder_,
       "(remainder n m): remainder with the sign of n, a real if one is; error 58 when m is 0" },
-    { "modulo", modulo, "(modulo n m): remainder with the sign of m, a real if one is; error 58 when m is 0" },
+    { "modulo", modulo,
+      "(modulo n m): remainder with the sign of m, a real if one is; error 58 when m is 0" },
     { "expt", expt, "(expt n m): n to the power m, a real" },
     { "sqrt", real_function<std::sqrt>, "(sqrt n): square root, a real" },
     { "exp", real_function<std::exp>, "(exp n): e to the power n, a real" },
@@ -309,7 +313,8 @@ static const Primitive number_function_primitives[] = {
     { "asin", real_function<std::asin>, "(asin n): arc sine in radians" },
     { "acos", real_function<std::acos>, "(acos n): arc cosine in radians" },
     { "atan", atan_, "(atan y x): arc tangent of y, or of y / x with the quadrant, in radians" },
-    { "random", random_, "(random n): an integer from 0 to n - 1; error 2 for n outside 1 .. 32767" },
+    { "random", random_,
+      "(random n): an integer from 0 to n - 1; error 2 for n outside 1 .. 32767" },
     { "bit-test", bit_test, "(bit-test i b): whether bit b (modulo 32) of i is set" },
     { "bit-set", bit_set, "(bit-set i b): i with bit b (modulo 32) set" },
     { "bit-clear", bit_clear, "(bit-clear i b): i with bit b (modulo 32) cleared" },
@@ -318,8 +323,10 @@ static const Primitive number_function_primitives[] = {
     { "bit-xor", bit_xor, "(bit-xor i j): the bits that just one has" },
     { "bit-not", bit_not, "(bit-not i): all 32 bits turned" },
     { "interpolate", interpolate,
-      "(interpolate a b t whole): a + (b - a) * t as a real, rounded to an integer when whole is true" },
-    { "progressive-growth", progressive_growth, "(progressive-growth n): n and a half of it more, 1 for 0" },
+      "(interpolate a b t whole): a + (b - a) * t as a real, rounded to an integer when whole is "
+      "true" },
+    { "progressive-growth", progressive_growth,
+      "(progressive-growth n): n and a half of it more, 1 for 0" },
 };
 
 void init_number_functions()

@@ -116,8 +116,8 @@ static Value multiply(Rest factors)
 static Value multiply_two(Value a, Value b)
 {
     if (is_fixnum(a) && is_fixnum(b)) [[likely]]
-        return make_wrapped(static_cast<uint32_t>(fixnum_value(a))
-                            * static_cast<uint32_t>(fixnum_value(b)));
+        return make_wrapped(static_cast<uint32_t>(fixnum_value(a)) *
+                            static_cast<uint32_t>(fixnum_value(b)));
     if (is_real(a))
         return make_real(real_of(a) * real_value(b));
     const Value factors[] = { a, b, end_of_args };
@@ -227,7 +227,7 @@ template <class Better> static Value extreme(Rest numbers)
         raise_error(kErrorNoArguments);
     Value best = numbers[--i];
     if (i == 0)
-        real_value(best);  // refuses a lone non-number
+        real_value(best); // refuses a lone non-number
     while (i-- > 0)
         if (beats(numbers[i], best, Better()))
             best = numbers[i];
@@ -251,20 +251,24 @@ static const Primitive number_primitives[] = {
               "(- n m ...): n less the sum of the others, or -n alone; error 42 without arguments")
         .two(subtract_two),
     Primitive("*", multiply,
-              "(* n ...): product, 1 without arguments; integers wrap at 32 bits; real from a real on; "
-              "error 2 for an unsigned-long before a real")
+              "(* n ...): product, 1 without arguments; integers wrap at 32 bits; real from a real "
+              "on; error 2 for an unsigned-long before a real")
         .two(multiply_two),
     Primitive("/", divide,
-              "(/ n m ...): n by the product of the others, or 1/n alone, always a real, an infinity for "
-              "a divisor of 0; error 42 without arguments")
+              "(/ n m ...): n by the product of the others, or 1/n alone, always a real, an "
+              "infinity for a divisor of 0; error 42 without arguments")
         .two(divide_two),
     comparison<Less>("<", "(< n ...): whether each is below the next; error 42 without arguments"),
-    comparison<Greater>(">", "(> n ...): whether each is above the next; error 42 without arguments"),
-    comparison<LessOrEqual>("<=", "(<= n ...): whether none is above the next; error 42 without arguments"),
+    comparison<Greater>(">",
+                        "(> n ...): whether each is above the next; error 42 without arguments"),
+    comparison<LessOrEqual>(
+        "<=", "(<= n ...): whether none is above the next; error 42 without arguments"),
     comparison<GreaterOrEqual>(
         ">=", "(>= n ...): whether none is below the next; error 42 without arguments"),
-    comparison<Equal>("=", "(= n ...): whether all are equal as numbers; error 42 without arguments"),
-    comparison<Unequal>("/=", "(/= n ...): whether no two neighbours are equal; error 42 without arguments"),
+    comparison<Equal>("=",
+                      "(= n ...): whether all are equal as numbers; error 42 without arguments"),
+    comparison<Unequal>(
+        "/=", "(/= n ...): whether no two neighbours are equal; error 42 without arguments"),
     Primitive("max", extreme<Greater>,
               "(max n ...): the greatest, a real if one of them is; error 42 without arguments")
         .two(extreme_two<Greater>),

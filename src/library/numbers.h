@@ -6,9 +6,18 @@
 
 #include "kernel/spaces.h"
 
-constexpr bool is_real(Value v) { return v.tag() == kTagReal; }
-constexpr bool is_unsigned_long(Value v) { return v.tag() == kTagUnsignedLong; }
-constexpr bool is_integer(Value v) { return is_fixnum(v) || v.tag() == kTagLong; }
+constexpr bool is_real(Value v)
+{
+    return v.tag() == kTagReal;
+}
+constexpr bool is_unsigned_long(Value v)
+{
+    return v.tag() == kTagUnsignedLong;
+}
+constexpr bool is_integer(Value v)
+{
+    return is_fixnum(v) || v.tag() == kTagLong;
+}
 
 // The 32 bits of a word as an integer Value.
 inline Value make_wrapped(uint32_t bits)

@@ -1,5 +1,5 @@
-// Property lists: key, value, key, value... in one flat list. Keys are compared by identity; a value
-// that is missing at the end is nil.
+// Property lists: key, value, key, value... in one flat list. Keys are compared by identity; a
+// value that is missing at the end is nil.
 #include "kernel/evaluator.h"
 #include "kernel/primitive.h"
 #include "library/arguments.h"
@@ -48,9 +48,11 @@ static Value for_each_property(Value f, Value plist)
 }
 
 static const Primitive property_primitives[] = {
-    { "getprop", getprop, "(getprop key plist): the tail that begins at key, by eq?; nil without one" },
+    { "getprop", getprop,
+      "(getprop key plist): the tail that begins at key, by eq?; nil without one" },
     { "getf", getf, "(getf key plist default): the value of key, else default" },
-    { "remprop!", remprop_x, "(remprop! key plist): takes key and its value out in place; the list" },
+    { "remprop!", remprop_x,
+      "(remprop! key plist): takes key and its value out in place; the list" },
     { "for-each-property", for_each_property,
       "(for-each-property f plist): calls f on each key and value; no-value" },
 };

@@ -1,5 +1,5 @@
-// Sets: lists without an order. An element is looked for as `member` does it: by equal?, or by test of
-// the item and the key of the element that it is compared with.
+// Sets: lists without an order. An element is looked for as `member` does it: by equal?, or by test
+// of the item and the key of the element that it is compared with.
 #include "kernel/primitive.h"
 #include "kernel/symbols.h"
 #include "library/library.h"
@@ -90,8 +90,8 @@ static const Primitive set_primitives[] = {
       "(difference a b key test): the elements of a that are not in b; a itself when b is nil" },
     { "union", union_, "(union a b key test): a fresh list of the elements of both, each once" },
     { "make-set", make_set,
-      "(make-set list key test in-place): the list without elements that an earlier one matches; a copy "
-      "unless in-place is true" },
+      "(make-set list key test in-place): the list without elements that an earlier one matches; a "
+      "copy unless in-place is true" },
 };
 
 void init_sets()

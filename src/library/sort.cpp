@@ -17,7 +17,8 @@ class SortArray {
 public:
     explicit SortArray(uint32_t count_) : count(count_), outer_(innermost)
     {
-        if (count > UINT32_MAX / sizeof(SortItem) || !(block_ = zone_allocate(count * sizeof(SortItem))))
+        if (count > UINT32_MAX / sizeof(SortItem) ||
+            !(block_ = zone_allocate(count * sizeof(SortItem))))
             raise_error(kErrorNoMemory);
         items = reinterpret_cast<SortItem*>(zone_pointer(block_));
         for (uint32_t i = 0; i < count; ++i)
@@ -101,7 +102,8 @@ static Value list_of_items(const SortItem* items, uint32_t count, Value same)
 {
     Value result = nil;
     for (uint32_t i = count; i-- > 0;)
-        if (same == nil || i + 1 == count || call_value(same, items[i].key, items[i + 1].key) == nil)
+        if (same == nil || i + 1 == count ||
+            call_value(same, items[i].key, items[i + 1].key) == nil)
             result = cons(items[i].element, result);
     return result;
 }
@@ -127,9 +129,9 @@ static Value sort(Value list, Value compare, Value key, Value same)
 
 static const Primitive sort_primitives[] = {
     { "sort", sort,
-      "(sort list compare key same): fresh list in the order in which (compare key key) holds between "
-      "neighbours, not stable; key, when given, is called once for each element; same, when given, "
-      "drops all but the last of neighbours for which (same key key) holds" },
+      "(sort list compare key same): fresh list in the order in which (compare key key) holds "
+      "between neighbours, not stable; key, when given, is called once for each element; same, "
+      "when given, drops all but the last of neighbours for which (same key key) holds" },
 };
 
 void init_sort()

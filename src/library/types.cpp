@@ -95,8 +95,8 @@ static const Primitive type_primitives[] = {
     { "procedure?", procedure_p,
       "(procedure? v): whether v is a function, closure, primitive, special or predicate" },
     { "type-of", type_of_,
-      "(type-of v): the symbol that names v's type (integer, long, unsigned-long and real for numbers), "
-      "the class of an instance; error 2 for what Lisp never holds" },
+      "(type-of v): the symbol that names v's type (integer, long, unsigned-long and real for "
+      "numbers), the class of an instance; error 2 for what Lisp never holds" },
     { "type?", type_p,
       "(type? v type): whether type is what type-of answers for v, or for an object a class of its "
       "genealogy or that class's name; a number is of its own type only" },

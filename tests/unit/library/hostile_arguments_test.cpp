@@ -1,5 +1,5 @@
-// Every primitive of lists, numbers and collections with arguments of every kind, fitting or not: an
-// answer or an error, and then a sound heap.
+// Every primitive of lists, numbers and collections with arguments of every kind, fitting or not:
+// an answer or an error, and then a sound heap.
 #include <cstring>
 #include <random>
 
@@ -15,7 +15,7 @@ static bool is_tried(size_t row)
 {
     for (const char* module : kModules)
         if (strcmp(primitive_module(row), module) == 0)
-            return strncmp(primitive_at(row).name, "for", 3) != 0;  // count through all integers
+            return strncmp(primitive_at(row).name, "for", 3) != 0; // count through all integers
     return false;
 }
 
@@ -37,31 +37,52 @@ static Value ring()
 
 static Value any_argument(std::mt19937& random)
 {
-    static const char* const kNames[] = { "car", "<", "equal?", "set-cdr!", "list", "sort", "not", "unless" };
+    static const char* const kNames[] = { "car",  "<",    "equal?", "set-cdr!",
+                                          "list", "sort", "not",    "unless" };
     const int32_t small = static_cast<int32_t>(random() % 7) - 2;
     switch (random() % 24) {
-    case 0: return nil;
-    case 1: return no_value;
-    case 2: return symbol_t;
-    case 3: return make_integer(static_cast<int32_t>(random()));
-    case 4: return make_unsigned(0x80000000 | static_cast<uint32_t>(random()));
-    case 5: return make_real(small * 1.5);
-    case 6: return make_real(random() % 2 ? 1e300 : -1.0 / 0.0);
-    case 7: return make_string("text");
-    case 8: return intern("text");
-    case 9: return ring();
-    case 10: return knot();
-    case 11: return cons(make_fixnum(small), make_fixnum(1));
-    case 12: return lisp("vector", make_fixnum(small), nil);
-    case 13: return lisp("make-array", make_fixnum(2), make_fixnum(3));
-    case 14: return lisp("new-hash");
-    case 15: return lisp("list", ring(), make_fixnum(small));
-    case 16: return lisp("list", lisp("cons", make_fixnum(small), nil), lisp("cons", nil, symbol_t));
+    case 0:
+        return nil;
+    case 1:
+        return no_value;
+    case 2:
+        return symbol_t;
+    case 3:
+        return make_integer(static_cast<int32_t>(random()));
+    case 4:
+        return make_unsigned(0x80000000 | static_cast<uint32_t>(random()));
+    case 5:
+        return make_real(small * 1.5);
+    case 6:
+        return make_real(random() % 2 ? 1e300 : -1.0 / 0.0);
+    case 7:
+        return make_string("text");
+    case 8:
+        return intern("text");
+    case 9:
+        return ring();
+    case 10:
+        return knot();
+    case 11:
+        return cons(make_fixnum(small), make_fixnum(1));
+    case 12:
+        return lisp("vector", make_fixnum(small), nil);
+    case 13:
+        return lisp("make-array", make_fixnum(2), make_fixnum(3));
+    case 14:
+        return lisp("new-hash");
+    case 15:
+        return lisp("list", ring(), make_fixnum(small));
+    case 16:
+        return lisp("list", lisp("cons", make_fixnum(small), nil), lisp("cons", nil, symbol_t));
     case 17:
-    case 18: return lisp("list", make_fixnum(small), make_fixnum(3), make_fixnum(1), make_fixnum(small));
+    case 18:
+        return lisp("list", make_fixnum(small), make_fixnum(3), make_fixnum(1), make_fixnum(small));
     case 19:
-    case 20: return global_value(intern(kNames[random() % std::size(kNames)]));
-    default: return make_fixnum(small);
+    case 20:
+        return global_value(intern(kNames[random() % std::size(kNames)]));
+    default:
+        return make_fixnum(small);
     }
 }
 

@@ -14,7 +14,8 @@ static int32_t wrap(int64_t i)
 // Values near zero, near the limits of fixnums and of 32 bits, and anywhere.
 static int32_t pick(std::mt19937& random)
 {
-    static const int64_t kCentres[] = { 0, 8388607, -8388608, 2147483647, -2147483648LL, 46341, 65536 };
+    static const int64_t kCentres[] = { 0,     8388607, -8388608, 2147483647, -2147483648LL,
+                                        46341, 65536 };
     if (random() % 3 == 0)
         return static_cast<int32_t>(random());
     return wrap(kCentres[random() % std::size(kCentres)] + static_cast<int64_t>(random() % 9) - 4);
@@ -116,10 +117,18 @@ TEST(rounding, keeps_the_low_32_bits_of_the_whole_part)
         double d;
         int32_t wanted;
     } kCases[] = {
-        { 0.9, 0 },           { -0.9, 0 },          { 2147483647.9, 2147483647 },
-        { 2147483648.0, INT32_MIN }, { -2147483649.0, INT32_MAX }, { 4294967296.0, 0 },
-        { -4294967295.0, 1 }, { std::ldexp(1, 63), 0 },  { std::ldexp(3, 31), INT32_MIN },
-        { HUGE_VAL, 0 },      { -HUGE_VAL, 0 },     { std::nan(""), 0 },
+        { 0.9, 0 },
+        { -0.9, 0 },
+        { 2147483647.9, 2147483647 },
+        { 2147483648.0, INT32_MIN },
+        { -2147483649.0, INT32_MAX },
+        { 4294967296.0, 0 },
+        { -4294967295.0, 1 },
+        { std::ldexp(1, 63), 0 },
+        { std::ldexp(3, 31), INT32_MIN },
+        { HUGE_VAL, 0 },
+        { -HUGE_VAL, 0 },
+        { std::nan(""), 0 },
     };
     in_interpreter([&] {
         for (const auto& row : kCases)

@@ -1,4 +1,5 @@
-// `sort` against its algorithm written plainly: the order of equal elements is part of the contract.
+// `sort` against its algorithm written plainly: the order of equal elements is part of the
+// contract.
 #include <algorithm>
 #include <random>
 #include <vector>
