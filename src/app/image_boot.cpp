@@ -115,8 +115,11 @@ void load_from_handle(Handle handle, Value id)
     load_bytes(text.bytes, size, id);
 }
 
+// Without a table the names that are always there stand alone.
 static void install_symbols()
 {
+    static const uint8_t no_names[2] = {};
+    install_compact_symbols(no_names, sizeof no_names);
     const Handle handle = GetResource(res_type("SYMB"), 0);
     if (!handle || GetHandleSize(handle) == 0)
         return;
