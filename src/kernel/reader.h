@@ -26,8 +26,8 @@ struct InputFrame : Frame {
     InputFrame() : saved_(input) {}
     ~InputFrame() { input = saved_; }
 
-private:
-    const Input saved_;
+protected:
+    Input saved_;
 };
 
 // Makes a run of bytes the current input while it stands. They may not move meanwhile.

@@ -94,7 +94,11 @@ StreamInputFrame::StreamInputFrame(Value argument) : kept_(true)
 
 StreamInputFrame::~StreamInputFrame()
 {
-    if (kept_ || input.current == kNoCharacter || input.current == kEndOfInput)
+    if (kept_) {
+        saved_.current = input.current;
+        return;
+    }
+    if (input.current == kNoCharacter || input.current == kEndOfInput)
         return;
     if (get_operations(input.get)->unget)
         get_operations(input.get)->unget(input.state);
