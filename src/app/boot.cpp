@@ -6,6 +6,8 @@
 #include <cstdio>
 
 #include "app/image_boot.h"
+#include "app/terminal.h"
+#include "kernel/call_trace.h"
 #include "kernel/collector.h"
 #include "kernel/definitions.h"
 #include "kernel/errors.h"
@@ -56,7 +58,6 @@ struct Module {
 static Module modules[] = {
     { "Arrays", init_arrays, 0 },
     { "Comparison of texts", init_compare_buffers, 0 },
-    { "Comparison of texts", init_compare_buffers, 0 },
     { "Definitions", init_definitions, 0 },
     { "Streams", init_streams, 0 },
     { "Errors", init_errors, 0 },
@@ -75,8 +76,6 @@ static Module modules[] = {
     { "Matching of text", init_text_matcher, 0 },
     { "Search", init_search, 0 },
     { "Position", init_position, 0 },
-    { "Search", init_search, 0 },
-    { "Positions", init_position, 0 },
     { "Sets", init_sets, 0 },
     { "Character sets", init_character_sets, 0 },
     { "Strings", init_strings, 0 },
@@ -91,6 +90,8 @@ static Module modules[] = {
     { "Times and attributes of files", init_file_info, 0 },
     { "Databases", init_databases, 0 },
     { "Date and time", init_date_time, 0 },
+    { "Calls that are running", init_call_trace, 0 },
+    { "Standard input and output", init_terminal, 0 },
 };
 
 const char* primitive_module(size_t row)
@@ -156,7 +157,6 @@ void stop_modules()
     close_storage();
     release_native_objects();
     raise_storage_error = outer_storage_error;
-    close_processes();
     close_arena();
     forget_symbols();
     reset_hooks();

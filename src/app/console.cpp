@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "app/source_text.h"
+#include "app/terminal.h"
 #include "kernel/errors.h"
 #include "kernel/evaluator.h"
 #include "kernel/frames.h"
@@ -22,39 +23,11 @@
 
 // ---- Output
 
-static std::string pending_output;
-static bool at_line_start = true;
-
-void flush_console()
-{
-    fwrite(pending_output.data(), 1, pending_output.size(), stdout);
-    pending_output.clear();
-    fflush(stdout);
-}
-
-static void put_console(uint32_t character, uint32_t)
-{
-    const char byte = character == '\r' ? '\n' : static_cast<char>(character);
-    at_line_start = byte == '\n';
-    if (character < 0x80)
-        pending_output += byte;
-    else
-        pending_output += utf8_from_ansi({ &byte, 1 });
-    if (pending_output.size() > 8192)
-        flush_console();
-}
-
-static void tell_error(const char* text)
-{
-    flush_console();
-    fprintf(stderr, "%s\n", utf8_from_ansi(text).c_str());
-}
-
 // The loop tells the error of a form itself, when it has caught the throw.
 static int answer_alert(int id, const char* p0, const char*, const char*, const char*)
 {
     if (id / 100 != kDialogInternalError / 100)
-        tell_error(p0);
+        tell_terminal(p0);
     return 1;
 }
 
@@ -79,7 +52,7 @@ static uint32_t get_console(uint32_t)
     Characters& from = *characters;
     while (from.next >= from.line.size()) {
         std::string host_line;
-        flush_console();
+        flush_terminal();
         if (from.ended || !from.source->next_line(&host_line, from.inside_form)) {
             from.ended = true;
             return kEndOfInput;
@@ -100,7 +73,7 @@ static bool type_edit_line()
     if (!characters || characters->ended || !characters->source->is_typed())
         return false;
     std::string host_line;
-    flush_console();
+    flush_terminal();
     if (!characters->source->next_line(&host_line, true)) {
         characters->ended = true;
         return false;
@@ -117,8 +90,8 @@ void open_console()
 {
     hooks.alert = answer_alert;
     edit_source = type_edit_line;
-    output = { put_console, 0, nil };
-    at_line_start = true;
+    output = { put_terminal, 0, nil };
+    set_terminal_at_line_start();
 }
 
 // ---- The loop
@@ -140,7 +113,7 @@ static void show_value(Value v)
 {
     if (v == no_value)
         return;
-    if (!at_line_start)
+    if (!terminal_at_line_start())
         print_char('\r');
     print_display(v);
     print_char('\r');
@@ -186,7 +159,7 @@ int evaluate_lines(LineSource& source, ShowValues show)
             return errors;
         if (step == Step::failed) {
             ++errors;
-            tell_error(last_error().message);
+            tell_terminal(last_error().message);
         }
     }
 }
@@ -258,7 +231,7 @@ struct Terminal : LineSource {
         if (*typed)
             add_history(typed);
         free(typed);
-        at_line_start = true;
+        set_terminal_at_line_start();
         return true;
     }
 

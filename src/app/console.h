@@ -12,9 +12,6 @@ enum class ShowValues { no, yes };
 // puts the text of the internal-error dialog on standard error. To be called once the modules stand.
 void open_console();
 
-// Hands what was printed so far to the system.
-void flush_console();
-
 // Where a console reads. next_line puts one line of host text into *line, without its end, and
 // answers false at the end of input; it is told whether a form is under way.
 struct LineSource {

@@ -15,6 +15,7 @@
 #include "platform/file_paths.h"
 #include "platform/text_encoding.h"
 #include "storage/bytes.h"
+#include "storage/pathname.h"
 #include "storage/resource_file.h"
 
 static uint32_t boot_start;
@@ -185,14 +186,15 @@ static bool offer_word(Value appl, const std::string& word)
     const std::string path = host_path(system_path(word));
     if (path.empty() || stat(path.c_str(), &status) != 0)
         return false;
-    const Value pathname = make_string(system_path(path).c_str());
+    const Value pathname = make_pathname_list(system_path(path));
     if (S_ISDIR(status.st_mode)) {
         call_with_object_guarded(appl, intern("open-folder"), pathname);
         return true;
     }
     if (!S_ISREG(status.st_mode))
         return false;
-    call_with_object_guarded(appl, intern("open-file"), pathname, make_string("????"));
+    call_with_object_guarded(appl, intern("open-file"), pathname,
+                             call_value(intern("file-get-type"), pathname));
     return true;
 }
 

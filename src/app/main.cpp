@@ -8,6 +8,7 @@
 #include "app/boot.h"
 #include "app/image_boot.h"
 #include "app/program_host.h"
+#include "app/terminal.h"
 #include "kernel/errors.h"
 #include "kernel/evaluator.h"
 #include "kernel/frames.h"
@@ -109,6 +110,7 @@ static int boot(const Options& options)
         return 1;
     note_boot_start();
     const int status = run_program(image_sizes().machine_stack, [&] { return run_application(options); });
+    flush_terminal();
     host->close_frame();
     stop_modules();
     return status;

@@ -12,6 +12,7 @@
 #include "app/program_host.h"
 #include "app/reference.h"
 #include "app/source_text.h"
+#include "app/terminal.h"
 #include "kernel/frames.h"
 #include "kernel/hooks.h"
 #include "platform/zone.h"
@@ -92,7 +93,7 @@ static int evaluate_sources(const Options& options)
     }
     if (options.sources.empty())
         errors += isatty(STDIN_FILENO) ? evaluate_terminal() : evaluate_standard_input(ShowValues::yes);
-    flush_console();
+    flush_terminal();
     return errors ? 1 : 0;
 }
 
@@ -156,6 +157,6 @@ int main(int count, char** words)
     if (!choose_host(options.host))
         return 2;
     const int status = options.image.empty() ? run_plain(options) : run_with_image(options);
-    flush_console();
+    flush_terminal();
     return status;
 }

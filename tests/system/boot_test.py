@@ -127,11 +127,6 @@ class Boot(ProgramTest):
 
     def test_words_of_the_command_line_go_to_the_application(self):
         source = """
-            (new-class app obj-root)
-            (define appl-sent nil)
-            (define-note open-file) (define-note open-folder) (define-note start-appl)
-        """
-        source = """
             (define Appl (new-class 'app obj-root))
             (try Appl
               (define (open-folder _p) (debugger (list 'folder _p)))
@@ -140,8 +135,52 @@ class Boot(ProgramTest):
         """ + LOOP
         image = self.image(source)
         _, err, _ = self.boot(image, "a.lisp", "missing", self.folder)
-        self.assertRegex(err, r"\(file .*a\.lisp")
+        self.assertRegex(err, r"\(file \(a\.lisp\)\)")
         self.assertRegex(err, r"\(folder ")
         self.assertNotIn("start", err)
         _, err, _ = self.boot(image, "missing")
         self.assertIn("start", err)
+
+
+class DefaultImage(ProgramTest):
+    """The Lisp library and the tour, as the build packs them."""
+
+    def run_default(self, text=b"", image=BUILD / "kalvex.RI"):
+        result = self.run_program("kalvex", "--host", "headless", "--image", image, text=text)
+        return result.stdout.decode(), result.stderr.decode(), result.returncode
+
+    def test_the_tour_runs_by_itself_and_ends_well(self):
+        out, err, status = self.run_default()
+        self.assertEqual((err, status), ("", 0))
+        for line in ["(factorial 10)  =>  3628800", "(has-feathers swims)))  =>  penguin",
+                     "=>  (two and two are 4 not 5)", "=>  (\"Boris\" -50)", "the clock ends",
+                     "Error 2: type ou valeur incorrecte: 7 (in careless)", "lost by making 150,000  =>  0"]:
+            self.assertIn(line, out)
+
+    def test_the_console_reads_evaluates_and_prints_behind_it(self):
+        out, err, status = self.run_default(
+            b"(define (g _x)\n (careless _x))\n(g 9) 'a\n(set! Langage 'fr)\n(throw 'z 1)\n\"\xc3\xa9\"\n(car")
+        self.assertEqual(status, 0)
+        tail = out.split("=>  0\n\n")[-1].split("\n")
+        self.assertEqual(tail[:6], ["g", "Error 2: wrong type or value: 9 (in careless)", "a", "fr",
+                                    "Error 17: rien n'attrape ce lancer: z (in read-eval-print)", '"é"'])
+
+    def test_the_library_in_the_console_for_programmers(self):
+        self.write("a.lisp", """
+            (define-class point (obj-root) (defslot x :default 1) (defslot y :default 2))
+            (define-macro (swap _a _b) `(set! ,_a (prog1 ,_b (set! ,_b ,_a))))
+            (define a 1) (define b 2)
+            (swap a b)
+            (list a b)
+            (let ((_p (new point :y 7))) (_p (list x y)))
+            (define-class thing (obj-persistence) (defslot size :default 3 :initialize? t))
+            (define t1 (new thing :name 'first :size 8))
+            (t1 (list name size (object-opened?)))
+            (define-class thing (obj-persistence) (defslot size :default 4 :initialize? t))
+            (class-name (object-class (find-link 'first nil)))
+            (new point :z 1)
+        """)
+        out, err, status = self.repl("--image", BUILD / "kalvex.RI", "a.lisp")
+        for line in ["(2 1)", "(1 7)", "(first 8 t)", "thing"]:
+            self.assertIn(line + "\n", out)
+        self.assertEqual(err.count("Error"), 1)
