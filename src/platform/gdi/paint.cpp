@@ -59,11 +59,40 @@ static Paint pattern_paint(const DeviceContext& dc, const BrushObject& brush)
     return paint;
 }
 
+// The order in which the pixels of an 8 by 8 cell turn white as a colour gets brighter.
+static const uint8_t dither_order[8][8] = {
+    { 0, 32, 8, 40, 2, 34, 10, 42 },   { 48, 16, 56, 24, 50, 18, 58, 26 },
+    { 12, 44, 4, 36, 14, 46, 6, 38 },  { 60, 28, 52, 20, 62, 30, 54, 22 },
+    { 3, 35, 11, 43, 1, 33, 9, 41 },   { 51, 19, 59, 27, 49, 17, 57, 25 },
+    { 15, 47, 7, 39, 13, 45, 5, 37 },  { 63, 31, 55, 23, 61, 29, 53, 21 },
+};
+
+// A bitmap of one bit without a table shows a solid brush as a mix of black and white.
+static Paint dithered_paint(uint32_t color)
+{
+    const uint32_t brightness = (color >> 16 & 255) * 30 + (color >> 8 & 255) * 59
+                                + (color & 255) * 11;
+    const uint32_t white = (brightness * 64 + 12750) / 25500;  // of 64 pixels
+    if (white == 0 || white == 64)
+        return solid_paint(white != 0);
+    Paint paint;
+    paint.kind = Paint::Kind::tile;
+    paint.width = paint.height = 8;
+    for (const auto& row : dither_order)
+        for (const uint8_t order : row)
+            paint.tile.push_back(order < white);
+    return paint;
+}
+
 Paint resolve_brush(const DeviceContext& dc, const BrushObject& brush)
 {
     Paint paint;
     switch (brush.style) {
-    case BS_SOLID: return solid_paint(pixel_of(dc, brush.color, ColorUse::draw));
+    case BS_SOLID:
+        if (dc.surface().format != PixelFormat::mono)
+            return solid_paint(pixel_of(dc, brush.color, ColorUse::draw));
+        paint = dithered_paint(color_value(dc, brush.color));
+        break;
     case BS_HATCHED: paint = hatch_paint(dc, brush); break;
     case BS_PATTERN: paint = pattern_paint(dc, brush); break;
     default: return paint;
@@ -74,7 +103,12 @@ Paint resolve_brush(const DeviceContext& dc, const BrushObject& brush)
 
 Paint resolve_pen(const DeviceContext& dc, const PenObject& pen)
 {
-    return pen.style == PS_NULL ? Paint() : resolve_brush(dc, pen.brush);
+    if (pen.style == PS_NULL)
+        return {};
+    // Plain pens are never mixed.
+    if (!pen.extended && pen.brush.style == BS_SOLID)
+        return solid_paint(pixel_of(dc, pen.brush.color, ColorUse::draw));
+    return resolve_brush(dc, pen.brush);
 }
 
 static int wrap(int64_t v, int size)
