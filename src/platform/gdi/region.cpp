@@ -133,7 +133,7 @@ HRGN CreateRoundRectRgn(int left, int top, int right, int bottom, int width, int
     const Box box = sorted_box(left, top, right, bottom);
     if (box.y2 - box.y1 > kLargestShape || box.x2 - box.x1 > kLargestShape)
         return nullptr;
-    return add_region(Region(round_rect_spans(box, width, height)));
+    return add_region(Region(round_rect_spans(box, width, height, box.y1, box.y2)));
 }
 
 HRGN CreatePolygonRgn(const POINT* points, int count, int mode)

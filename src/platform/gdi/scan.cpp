@@ -139,19 +139,18 @@ static int64_t ellipse_inset(int64_t w, int64_t h, int64_t j)
     return std::min(i, (w - 1) / 2);
 }
 
-std::vector<Box> round_rect_spans(const Box& box, int64_t width, int64_t height)
+std::vector<Box> round_rect_spans(const Box& box, int64_t width, int64_t height, int y1, int y2)
 {
     std::vector<Box> rows;
     if (box_empty(box))
         return rows;
-    const int64_t bw = box.x2 - box.x1, bh = box.y2 - box.y1;
+    const int64_t bw = int64_t(box.x2) - box.x1, bh = int64_t(box.y2) - box.y1;
     const int64_t w = std::min(std::abs(width), bw), h = std::min(std::abs(height), bh);
-    rows.reserve(size_t(bh));
-    for (int64_t y = 0; y < bh; y++) {
+    for (int row = std::max(box.y1, y1); row < std::min(box.y2, y2); row++) {
         // Rows between the corners are full; the lower corners mirror the upper ones.
-        const int64_t j = std::min(y, bh - 1 - y);
+        const int64_t y = int64_t(row) - box.y1, j = std::min(y, bh - 1 - y);
         const int inset = w > 0 && h > 0 && 2 * j + 1 < h ? int(ellipse_inset(w, h, j)) : 0;
-        rows.push_back({ box.x1 + inset, int(box.y1 + y), box.x2 - inset, int(box.y1 + y) + 1 });
+        rows.push_back({ box.x1 + inset, row, box.x2 - inset, row + 1 });
     }
     return rows;
 }

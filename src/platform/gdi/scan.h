@@ -8,7 +8,7 @@
 #include "platform/gdi/region.h"
 
 constexpr int kSub = 16;                  // polygon corners of strokes are in 1/16 pixel
-constexpr int kLargestShape = 1 << 17;    // rows and ellipses beyond this aren't built
+constexpr int kLargestShape = 1 << 17;    // regions of shapes beyond this aren't built
 
 struct SubPoint {
     int64_t x, y;
@@ -38,8 +38,9 @@ private:
 
 // A box whose corners are quarters of an ellipse of this width and height (sign ignored, clamped to
 // the box; the largest ones give an ellipse). Rows are centred on pixel middles, so the shape is
-// symmetric in its half-open box.
-std::vector<Box> round_rect_spans(const Box& box, int64_t width, int64_t height);
+// symmetric in its half-open box. Only rows from y1 to y2 are made.
+std::vector<Box> round_rect_spans(const Box& box, int64_t width, int64_t height, int y1, int y2);
 
-// The edge pixels of such a shape: those with a side neighbour outside it.
+// The edge pixels of such a shape: those with a side neighbour outside it. The first and last of the
+// rows count as the shape's ends.
 std::vector<Box> outline_spans(const std::vector<Box>& rows);

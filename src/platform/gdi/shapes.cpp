@@ -119,14 +119,11 @@ struct Ring {
     Region edge, inside;
 };
 
-static bool fits(const Box& b)
+// Rows outside the clip aren't made.
+static Region rounded_region(const DeviceContext& dc, const Box& box, int64_t width, int64_t height)
 {
-    return b.x2 - b.x1 <= kLargestShape && b.y2 - b.y1 <= kLargestShape;
-}
-
-static Region rounded_region(const Box& box, int64_t width, int64_t height)
-{
-    return box_empty(box) || !fits(box) ? Region() : Region(round_rect_spans(box, width, height));
+    const Box bounds = dc.clip().extents();
+    return Region(round_rect_spans(box, width, height, bounds.y1, bounds.y2));
 }
 
 // width and height are those of the corners' ellipse.
@@ -135,13 +132,16 @@ static Ring make_ring(const DeviceContext& dc, const Box& box, int64_t width, in
     const PenObject& pen = *dc.state.pen.object;
     Ring ring;
     if (pen.style == PS_NULL) {
-        ring.inside = rounded_region({ box.x1, box.y1, box.x2 - 1, box.y2 - 1 }, width, height);
+        ring.inside = rounded_region(dc, { box.x1, box.y1, box.x2 - 1, box.y2 - 1 }, width,
+                                     height);
         return ring;
     }
     const int pw = std::min(pen_width(dc, pen), kLargestShape);
     if (pw == 1) {
-        const std::vector<Box> rows = fits(box) ? round_rect_spans(box, width, height)
-                                                : std::vector<Box>();
+        // One row more on either side, so that the clip's rows know their neighbours.
+        const Box bounds = dc.clip().extents();
+        const std::vector<Box> rows = round_rect_spans(box, width, height, bounds.y1 - 1,
+                                                       bounds.y2 + 1);
         ring.edge = Region(outline_spans(rows));
         ring.inside = Region(rows);
     } else {
@@ -149,8 +149,9 @@ static Ring make_ring(const DeviceContext& dc, const Box& box, int64_t width, in
         const int low = framed ? 0 : pw / 2, high = framed ? 0 : pw - 1 - pw / 2;
         const Box outer = { box.x1 - low, box.y1 - low, box.x2 + high, box.y2 + high };
         const int64_t grow = low + high;
-        ring.edge = rounded_region(outer, width + grow, height + grow);
-        ring.inside = rounded_region(inset(outer, pw), std::max<int64_t>(0, width + grow - 2 * pw),
+        ring.edge = rounded_region(dc, outer, width + grow, height + grow);
+        ring.inside = rounded_region(dc, inset(outer, pw),
+                                     std::max<int64_t>(0, width + grow - 2 * pw),
                                      std::max<int64_t>(0, height + grow - 2 * pw));
         ring.edge.subtract(ring.inside);
     }
@@ -234,7 +235,7 @@ struct ArcShape {
             std::swap(from, to);
     }
 
-    Region sector() const;
+    Region sector(const Box& bounds) const;
     POINT on_curve(POINT ray) const;
     POINT center() const { return { (box.x1 + box.x2 - 1) / 2, (box.y1 + box.y2 - 1) / 2 }; }
 
@@ -244,19 +245,19 @@ struct ArcShape {
 
 } // namespace
 
-// A polygon from the centre that reaches beyond the box (and the widest pen) all along the sweep.
-Region ArcShape::sector() const
+// The part of the bounds between the rays: a polygon from the centre that reaches beyond the box, and
+// what the pen adds to it, all along the sweep.
+Region ArcShape::sector(const Box& bounds) const
 {
     const double cx = (double(box.x1) + box.x2 - 1) / 2, cy = (double(box.y1) + box.y2 - 1) / 2;
-    const double reach = 4.0 * (box.x2 - box.x1 + box.y2 - box.y1) + 4096;
+    const double reach = 2.0 * (double(box.x2) - box.x1 + box.y2 - box.y1) + 4096;
     const auto angle = [&](POINT p) { return std::atan2(-(p.y - cy), p.x - cx); };
     const double start = angle(from);
     double sweep = angle(to) - start;
     while (sweep <= 1e-12)
         sweep += 2 * M_PI;
-    const Box all = { box.x1 - 4096, box.y1 - 4096, box.x2 + 4096, box.y2 + 4096 };
     if (sweep > 2 * M_PI - 1e-9)
-        return Region(all);
+        return Region(bounds);
     const auto sub = [](double v) { return int64_t(std::llround(v * kSub)); };
     std::vector<SubPoint> points = { { sub(cx), sub(cy) } };
     const int pieces = 1 + int(sweep / (M_PI / 4));
@@ -266,7 +267,7 @@ Region ArcShape::sector() const
     }
     Scanner scanner;
     scanner.add_polygon(points.data(), int(points.size()));
-    return Region(scanner.spans(all, true));
+    return Region(scanner.spans(bounds, true));
 }
 
 POINT ArcShape::on_curve(POINT ray) const
@@ -349,7 +350,7 @@ static bool draw_arc(HDC handle, const int box_points[4], POINT first, POINT sec
         }))
         return true;
     Ring ring = make_ring(*dc, box, box.x2 - box.x1, box.y2 - box.y1);
-    const Region sector = arc.sector();
+    const Region sector = arc.sector(dc->clip().extents());
     const bool has_pen = dc->state.pen.object->style != PS_NULL;
     ring.edge.intersect(sector);
     if (kind == ArcKind::chord)

@@ -77,7 +77,8 @@ void Stroker::block(Vector2 a, Vector2 b, Vector2 d)
 void Stroker::disc(Vector2 at)
 {
     const int x = int(std::lround(at.x)) - width_ / 2, y = int(std::lround(at.y)) - width_ / 2;
-    for (const Box& row : round_rect_spans({ x, y, x + width_, y + width_ }, width_, width_)) {
+    for (const Box& row : round_rect_spans({ x, y, x + width_, y + width_ }, width_, width_,
+                                           bounds_.y1, bounds_.y2)) {
         const Box part = intersect(row, bounds_);
         if (!box_empty(part))
             area.push_back(part);
@@ -167,46 +168,112 @@ static std::vector<double> dash_lengths(const PenObject& pen, int width)
     return lengths;
 }
 
-static constexpr size_t kMostDashes = 100000;  // of one call; what a screen never shows is left out
-
-static std::vector<std::vector<POINT>> cut_dashes(std::vector<POINT> points, bool closed,
-                                                  const std::vector<double>& lengths)
+// The part of a segment, from 0 to its length, that can show within the bounds.
+static void visible_part(POINT a, POINT b, double length, const Box& bounds, double* from, double* to)
 {
+    *from = 0;
+    *to = length;
+    const auto narrow = [&](double start, double step, double low, double high) {
+        if (step == 0) {
+            if (start < low || start > high)
+                *to = -1;
+            return;
+        }
+        const double t1 = (low - start) / step, t2 = (high - start) / step;
+        *from = std::max(*from, std::min(t1, t2));
+        *to = std::min(*to, std::max(t1, t2));
+    };
+    narrow(a.x, (double(b.x) - a.x) / length, bounds.x1, bounds.x2);
+    narrow(a.y, (double(b.y) - a.y) / length, bounds.y1, bounds.y2);
+}
+
+namespace {
+
+// Cuts a polyline into its dashes. Whole periods that lie outside the bounds are stepped over.
+class DashCutter {
+public:
+    DashCutter(const std::vector<double>& lengths, const Box& bounds)
+        : lengths_(lengths), bounds_(bounds), left_(lengths[0])
+    {
+        for (double& l : lengths_)
+            period_ += l = std::max(l, 0.25);
+    }
+    void segment(POINT a, POINT b);
+    void finish();
     std::vector<std::vector<POINT>> dashes;
+
+private:
+    bool on() const { return index_ % 2 == 0; }
+
+    std::vector<double> lengths_;
+    Box bounds_;
+    std::vector<POINT> current_;
+    size_t index_ = 0;
+    double left_, period_ = 0;
+};
+
+} // namespace
+
+void DashCutter::segment(POINT a, POINT b)
+{
+    const double length = std::hypot(double(b.x) - a.x, double(b.y) - a.y);
+    const auto at = [&](double t) {
+        return POINT{ int(std::lround(a.x + (double(b.x) - a.x) * t / length)),
+                      int(std::lround(a.y + (double(b.y) - a.y) * t / length)) };
+    };
+    double from, to, t = 0;
+    visible_part(a, b, length, bounds_, &from, &to);
+    if (on() && current_.empty())
+        current_.push_back(a);
+    const auto skip_to = [&](double end) {
+        const double periods = std::floor((end - t) / period_) - 1;
+        if (periods < 1)
+            return;
+        t += periods * period_;
+        current_.clear();
+        if (on())
+            current_.push_back(at(t));
+    };
+    skip_to(from > to ? length : from);
+    while (length - t > left_) {
+        t += left_;
+        if (on()) {
+            current_.push_back(at(t));
+            dashes.push_back(std::move(current_));
+        }
+        current_.clear();
+        index_ = (index_ + 1) % lengths_.size();
+        left_ = lengths_[index_];
+        if (on())
+            current_.push_back(at(t));
+        if (t > to)
+            skip_to(length);
+    }
+    left_ -= length - t;
+    if (on())
+        current_.push_back(b);
+}
+
+void DashCutter::finish()
+{
+    if (on() && current_.size() > 1)
+        dashes.push_back(std::move(current_));
+}
+
+static std::vector<std::vector<POINT>> cut_dashes(std::vector<POINT> points, bool closed, int width,
+                                                  const std::vector<double>& lengths,
+                                                  const Box& bounds)
+{
+    const int margin = 2 * width;
+    DashCutter cutter(lengths, { bounds.x1 - margin, bounds.y1 - margin, bounds.x2 + margin,
+                                 bounds.y2 + margin });
     if (closed && !points.empty())
         points.push_back(points.front());
-    std::vector<POINT> current;
-    size_t index = 0;
-    double left = lengths[0];
-    for (size_t i = 0; i + 1 < points.size() && dashes.size() < kMostDashes; i++) {
-        const POINT a = points[i], b = points[i + 1];
-        const double length = std::hypot(double(b.x) - a.x, double(b.y) - a.y);
-        const auto at = [&](double t) {
-            return POINT{ int(std::lround(a.x + (b.x - a.x) * t / length)),
-                          int(std::lround(a.y + (b.y - a.y) * t / length)) };
-        };
-        if (index % 2 == 0 && current.empty())
-            current.push_back(a);
-        double t = 0;
-        while (length - t > left && dashes.size() < kMostDashes) {
-            t += left;
-            if (index % 2 == 0) {
-                current.push_back(at(t));
-                dashes.push_back(std::move(current));
-            }
-            current.clear();
-            index = (index + 1) % lengths.size();
-            left = std::max(lengths[index], 0.25);
-            if (index % 2 == 0)
-                current.push_back(at(t));
-        }
-        left -= length - t;
-        if (index % 2 == 0)
-            current.push_back(b);
-    }
-    if (index % 2 == 0 && current.size() > 1)
-        dashes.push_back(std::move(current));
-    return dashes;
+    for (size_t i = 0; i + 1 < points.size(); i++)
+        if (!(points[i] == points[i + 1]))
+            cutter.segment(points[i], points[i + 1]);
+    cutter.finish();
+    return std::move(cutter.dashes);
 }
 
 std::vector<Box> stroke_area(const std::vector<POINT>& points, bool closed, int width,
@@ -218,7 +285,7 @@ std::vector<Box> stroke_area(const std::vector<POINT>& points, bool closed, int 
     if (lengths.empty() || lengths.size() % 2 != 0) {
         stroker.stroke(points, closed);
     } else {
-        for (const std::vector<POINT>& dash : cut_dashes(points, closed, lengths))
+        for (const std::vector<POINT>& dash : cut_dashes(points, closed, width, lengths, bounds))
             stroker.stroke(dash, false);
     }
     return std::move(stroker.area);
