@@ -69,6 +69,8 @@ static Value free_(Value args)
     if (form.tag() != kTagVariable)
         return has_no_value(form);
     LambdaFrame* const frame = current_lambda();
+    if (!variable_slot(form, frame))
+        return symbol_t;
     Scope scope{ frame->locals, frame->local_count, nil, nullptr, frame };
     Term term(form, &scope);
     term.follow();

@@ -8,6 +8,7 @@
 #include "kernel/primitive.h"
 #include "kernel/symbols.h"
 #include "library/list_walk.h"
+#include "library/memory_arguments.h"
 #include "logic/logic.h"
 
 static Value symbol_token;
@@ -283,13 +284,9 @@ bool TextMatcher::matches_tail(Value pattern, int32_t place)
 
 static SourceText buffer_argument(Value pointer, Value length)
 {
-    const ZoneAddress address = pointer_of(pointer);
-    const int32_t bytes = integer_value(length);
-    if (bytes < 0)
-        raise_error(kErrorType, length);
-    if (!zone_mapped(address, static_cast<uint32_t>(bytes)))
-        raise_error(kErrorType, pointer);
-    return SourceText(reinterpret_cast<const char*>(zone_pointer(address)), bytes);
+    const uint32_t bytes = length_argument(length);
+    const uint8_t* const address = memory_argument(pointer, bytes);
+    return SourceText(reinterpret_cast<const char*>(address), static_cast<int32_t>(bytes));
 }
 
 // patterns, pointer, length, start, end, skip
@@ -332,15 +329,11 @@ static Value unify_expr(Value pattern, Value pointer, Value length, Value start,
 
 static Value buffer_get_string(Value pointer, Value start, Value end)
 {
-    const ZoneAddress address = pointer_of(pointer);
     const uint32_t a = unsigned_value(start);
     const uint32_t b = unsigned_value(end);
-    const uint32_t first = std::min(a, b);
-    const uint32_t length = std::max(a, b) - first;
-    if (length > UINT32_MAX - address || first > UINT32_MAX - address - length ||
-        !zone_mapped(address + first, length) || address == 0)
-        raise_error(kErrorType, pointer);
-    const char* const bytes = reinterpret_cast<const char*>(zone_pointer(address + first));
+    const uint8_t* const address = memory_argument(pointer, std::max(a, b));
+    const char* const bytes = reinterpret_cast<const char*>(address) + std::min(a, b);
+    const size_t length = std::max(a, b) - std::min(a, b);
     // A string ends at its first NUL.
     return make_string(bytes, static_cast<uint32_t>(strnlen(bytes, length)));
 }
