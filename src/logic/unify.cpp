@@ -158,6 +158,8 @@ bool unify(Value a, Scope* scope_a, Value b, Scope* scope_b)
             return false;
         a = cdr_of(a);
         b = cdr_of(b);
+        if (a.tag() == kTagVariable && unify_simple(a, scope_a, b, scope_b, &agree))
+            return agree;
         // Terms that contain themselves come round without a difference found.
         if (watch.repeats(a, scope_a, b, scope_b))
             return true;
