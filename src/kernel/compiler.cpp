@@ -115,12 +115,15 @@ void Walk::variable(Value v)
     declare(v);
 }
 
+// A clause is compiled when it is defined, with the functions in its goals.
+static bool is_data(Value head) { return head == quote_symbol || head == defclause_symbol; }
+
 void Walk::form(Value v, Nested nested)
 {
     if (v.tag() == kTagVariable)
         variable(v);
     else if (is_pair(v))
-        members(v, car_of(v) == quote_symbol ? Nested::leave : nested);
+        members(v, is_data(car_of(v)) ? Nested::leave : nested);
 }
 
 // The members of a list and its dotted tail. A function form among them is replaced by its value.
