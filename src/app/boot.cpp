@@ -89,6 +89,7 @@ static Module modules[] = {
     { "Files", init_files, 0 },
     { "Times and attributes of files", init_file_info, 0 },
     { "Databases", init_databases, 0 },
+    { "Other programs and file dialogs", init_applications, 0 },
     { "Date and time", init_date_time, 0 },
     { "Calls that are running", init_call_trace, 0 },
     { "Standard input and output", init_terminal, 0 },

@@ -68,3 +68,18 @@ void HeadlessHost::answer_alerts(std::vector<int> buttons)
     answers_ = std::move(buttons);
     next_answer_ = 0;
 }
+
+bool HeadlessHost::choose_file(const FileDialog& dialog, std::string& path)
+{
+    file_dialogs_.push_back(dialog);
+    if (file_answers_.empty())
+        return false;
+    path = file_answers_.back();
+    file_answers_.pop_back();
+    return !path.empty();
+}
+
+void HeadlessHost::answer_files(std::vector<std::string> paths)
+{
+    file_answers_.assign(paths.rbegin(), paths.rend());
+}

@@ -15,12 +15,16 @@ public:
     void close_frame() override;
     void set_frame_state(FrameState state) override;
     int show_dialog(const Dialog& dialog) override;
+    bool choose_file(const FileDialog& dialog, std::string& path) override;
     void pump(uint32_t wait_ms) override;
     bool take_button_press() override;
     bool run_installer(const char* program) override;
 
     // Buttons for the alerts to come, in order; past them every alert answers its first.
     void answer_alerts(std::vector<int> buttons);
+    // Paths for the file dialogs to come, in order; an empty one, and all past them, cancel.
+    void answer_files(std::vector<std::string> paths);
+    const std::vector<FileDialog>& file_dialogs() const { return file_dialogs_; }
     // The dialogs that were shown so far.
     const std::vector<Dialog>& shown() const { return shown_; }
     void set_quiet(bool quiet) { quiet_ = quiet; }
@@ -35,6 +39,8 @@ private:
     const HostSize screen_;
     std::vector<int> answers_;
     size_t next_answer_ = 0;
+    std::vector<std::string> file_answers_; // the next one last
+    std::vector<FileDialog> file_dialogs_;
     std::vector<Dialog> shown_;
     bool quiet_ = false;
     bool virtual_time_ = false;

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "platform/host/dialogs.h"
+#include "platform/host/file_dialog.h"
 
 // The frame as an Image file asks for it. Strings are Windows-1252.
 struct FrameSettings {
@@ -66,6 +67,9 @@ public:
 
     // Shows a dialog and answers its button, 1 for the first, 0 when it was closed without one.
     virtual int show_dialog(const Dialog& dialog) = 0;
+
+    // Lets the user choose a file or folder. False when the dialog was cancelled.
+    virtual bool choose_file(const FileDialog&, std::string&) { return false; }
 
     // Takes what the outside has to say, waiting for it at most that long.
     virtual void pump(uint32_t wait_ms) = 0;
