@@ -7,4 +7,4 @@
       (set! _sum (+ _sum (string-length (string-append _u _s))))
       (set! _i (+ _i 1)))
     _sum))
-(build 2000000)
+(build 5000000)

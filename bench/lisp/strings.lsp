@@ -6,5 +6,5 @@
       (setq sum (+ sum (length (append u s))))
       (setq i (+ i 1)))
     sum))
-(println (build 2000000))
+(println (build 5000000))
 (exit)
