@@ -1,9 +1,14 @@
-// Proofs that are too long for one of the stacks: an orderly error, and all stacks as before.
+// Proofs that are too long for one of the stacks: an orderly error, and all stacks as before. And what
+// a long proof owes the rest of the program: it polls at each goal.
 #include <gtest/gtest.h>
 
 #include "kernel/collector.h"
 #include "kernel/errors.h"
+#include "kernel/frames.h"
+#include "kernel/hooks.h"
+#include "kernel/primitive.h"
 #include "lisp.h"
+#include "platform/clock.h"
 
 static const char kProgram[] =
     "(defclause (app () _l _l)) (defclause (app (_h . _t) _l (_h . _r)) (app _t _l _r))"
@@ -51,4 +56,35 @@ TEST(limits, a_proof_with_choices_all_the_way_down_ends_at_the_machine_stack)
     sizes.lisp_stack = 1 << 20;
     sizes.prolog_stack = 1 << 20;
     expect_limit(sizes, "(deep 0)", 0, "Error: stack overflow");
+}
+
+static int polls;
+
+// As when a goal has taken a while: the helper's signal has come, and the clock has moved on.
+static Value take_a_while()
+{
+    advance_virtual_clock(200);
+    request_poll();
+    return no_value;
+}
+
+static const Primitive slow_primitives[] = { { "take-a-while", take_a_while, "(take-a-while)" } };
+
+TEST(limits, a_proof_polls_at_its_goals_unless_the_flag_is_up)
+{
+    run_interpreter(small_sizes(), [] {
+        use_virtual_clock(1000);
+        define_primitives(slow_primitives);
+        hooks.poll_events = [] { ++polls; };
+        evaluate("(defclause (fact 1)) (defclause (slow) (take-a-while) (fact 1))");
+        polls = 0;
+        EXPECT_EQ(evaluate("(slow)"), "t");
+        EXPECT_EQ(polls, 1);
+        ++event_flag;
+        EXPECT_EQ(evaluate("(slow)"), "t");
+        --event_flag;
+        EXPECT_EQ(polls, 1);
+        use_real_clock();
+        return 0;
+    });
 }
