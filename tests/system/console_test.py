@@ -32,6 +32,14 @@ class Console(ProgramTest):
         out, _, status = self.repl(text="(define (f _n)\n  (* _n 3))\n(f 4) 'b\n")
         self.assertEqual((out, status), ("f\n12\nb\n", 0))
 
+    def test_lines_behind_a_form_are_typed_for_programs_that_read_the_edit_stream(self):
+        out, _, status = self.repl(text="(set 'keys (cons editgetc (null-ptr)))\n(readline keys)\n"
+                                        "two words\n(read keys)\n(a b) c\n(read keys)\n(edit-wait)\n")
+        self.assertEqual(out.split("\n")[1:], ['"two words"', "(a b)", "c", "0", ""])
+        self.assertEqual(status, 0)
+        # forms that lie in a text leave the edit stream empty
+        self.assertEqual(self.repl("-e", "(edit-wait)", text="typed\n")[0], "0\n")
+
     def test_text_is_windows_1252_inside_and_utf_8_outside(self):
         out, _, _ = self.repl("-e", '(string-length "é€")', "-e", '(prin "é€")')
         self.assertEqual(out, '2\né€\n"é€"\n')
