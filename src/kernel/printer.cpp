@@ -1,5 +1,6 @@
-// Any value as characters on the current output. Printing may call Lisp (`print-self`, `write-proc`,
-// a stream written in Lisp), so no address into the heap is kept from one character to the next.
+// Any value as characters on the current output. Printing may call Lisp (`print-self`,
+// `write-proc`, a stream written in Lisp), so no address into the heap is kept from one character
+// to the next.
 #include "kernel/printer.h"
 
 #include <cstdarg>
@@ -106,8 +107,9 @@ static void print_escaped(Value string)
 // ---- Pointers
 
 static const char* const kPointerNames[16] = {
-    "pointer", "memory pointer", "handle", "resource", "cpp object", "frame pointer", "file", "text",
-    "port", "offscreen", "picture", "region", "database", "record", "process", "drag-info",
+    "pointer",  "memory pointer", "handle",  "resource",  "cpp object", "frame pointer",
+    "file",     "text",           "port",    "offscreen", "picture",    "region",
+    "database", "record",         "process", "drag-info",
 };
 
 const char* pointer_kind_name(Value pointer)
@@ -318,23 +320,55 @@ static void print_unreadable(Value v, Form form)
         else
             print_format("<invalid node %x>", v.payload());
         break;
-    case kTagNoValue: print_text("<no-value>"); break;
-    case kTagVector: print_vector(v); break;
+    case kTagNoValue:
+        print_text("<no-value>");
+        break;
+    case kTagVector:
+        print_vector(v);
+        break;
     case kTagFunction:
-    case kTagSyntax: print_named("#<function ", function_head(v)); break;
-    case kTagInstance: print_instance(v); break;
-    case kTagPrimitive: print_primitive(v); break;
-    case kTagSpecial: print_text("#<special>"); break;
-    case kTagPredicate: print_named("#<predicate ", predicate_name(v)); break;
-    case kTagClass: print_class(v); break;
-    case kTagHashTable: print_text("<hash-table>"); break;
-    case kTagLexical: print_text("#<lexical lambda>"); break;
-    case kTagGamma: print_text("#<function gamma>"); break;
-    case kTagClosed: print_text("#<closed gamma>"); break;
-    case kTagClosedSyntax: print_text("#<closed syntax>"); break;
-    case kTagPointer: print_pointer(v); break;
-    case kTagArray: print_array(v); break;
-    default: print_text("#<keyword>"); break;
+    case kTagSyntax:
+        print_named("#<function ", function_head(v));
+        break;
+    case kTagInstance:
+        print_instance(v);
+        break;
+    case kTagPrimitive:
+        print_primitive(v);
+        break;
+    case kTagSpecial:
+        print_text("#<special>");
+        break;
+    case kTagPredicate:
+        print_named("#<predicate ", predicate_name(v));
+        break;
+    case kTagClass:
+        print_class(v);
+        break;
+    case kTagHashTable:
+        print_text("<hash-table>");
+        break;
+    case kTagLexical:
+        print_text("#<lexical lambda>");
+        break;
+    case kTagGamma:
+        print_text("#<function gamma>");
+        break;
+    case kTagClosed:
+        print_text("#<closed gamma>");
+        break;
+    case kTagClosedSyntax:
+        print_text("#<closed syntax>");
+        break;
+    case kTagPointer:
+        print_pointer(v);
+        break;
+    case kTagArray:
+        print_array(v);
+        break;
+    default:
+        print_text("#<keyword>");
+        break;
     }
 }
 
@@ -396,9 +430,18 @@ static void print_form(Value v, Form form)
     }
 }
 
-void print_princ(Value v) { print_form(v, Form::princ); }
-void print_write(Value v) { print_form(v, Form::write); }
-void print_display(Value v) { print_form(v, Form::display); }
+void print_princ(Value v)
+{
+    print_form(v, Form::princ);
+}
+void print_write(Value v)
+{
+    print_form(v, Form::write);
+}
+void print_display(Value v)
+{
+    print_form(v, Form::display);
+}
 
 // ---- The output that is asked for
 

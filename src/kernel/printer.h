@@ -9,12 +9,12 @@
 using PutProcedure = void (*)(uint32_t character, uint32_t state);
 
 struct Output {
-    PutProcedure put;  // null: characters are dropped
+    PutProcedure put; // null: characters are dropped
     uint32_t state;
-    Value owner;       // object that the stream was asked of, or nil
+    Value owner; // object that the stream was asked of, or nil
 };
 
-extern Output output;  // the owner is a root of the collector
+extern Output output; // the owner is a root of the collector
 
 // Saves the current output and puts it back.
 struct OutputFrame : Frame {
@@ -38,21 +38,21 @@ private:
     const uint32_t saved_;
 };
 
-void print_char(uint32_t character);  // polls like a function call
+void print_char(uint32_t character); // polls like a function call
 void print_text(const char* text);
-void print_string(Value string);      // its bytes as they stand; the block may move meanwhile
+void print_string(Value string); // its bytes as they stand; the block may move meanwhile
 void print_format(const char* format, ...) __attribute__((format(printf, 1, 2)));
 void print_princ(Value v);
 void print_write(Value v);
 void print_display(Value v);
 void flush_output();
 
-// How a pointer of a kind prints when its word is not null. A module that makes pointers of a kind may
-// fill the row; the others print "<name address>".
+// How a pointer of a kind prints when its word is not null. A module that makes pointers of a kind
+// may fill the row; the others print "<name address>".
 using PointerPrinter = void (*)(Value pointer);
 void define_pointer_printer(PointerKind kind, PointerPrinter print);
 const char* pointer_kind_name(Value pointer);
-void print_disposed(Value pointer);  // "<name disposed>": what the word named is gone
+void print_disposed(Value pointer); // "<name disposed>": what the word named is gone
 
 // Makes what the Lisp gives as a stream argument the current output, by the printer's rules. The
 // caller stands in an OutputFrame.
@@ -73,7 +73,7 @@ private:
 
     CaptureFrame* const outer_;
     const uint32_t escapes_;
-    Value full_;  // what no longer fits the buffer
+    Value full_; // what no longer fits the buffer
     uint16_t count_ = 0;
     char buffer_[1024];
 };

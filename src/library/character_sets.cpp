@@ -17,8 +17,14 @@ static uint8_t character_argument(Value v)
     return static_cast<uint8_t>(c);
 }
 
-static Value upper_char(Value c) { return make_fixnum(upper_table[character_argument(c)]); }
-static Value lower_char(Value c) { return make_fixnum(lower_table[character_argument(c)]); }
+static Value upper_char(Value c)
+{
+    return make_fixnum(upper_table[character_argument(c)]);
+}
+static Value lower_char(Value c)
+{
+    return make_fixnum(lower_table[character_argument(c)]);
+}
 
 static Value alpha_char_p(Value c)
 {
@@ -26,7 +32,10 @@ static Value alpha_char_p(Value c)
     return boolean(code >= 0 && code <= 255 && is_alphabetic(static_cast<uint8_t>(code)));
 }
 
-static Value char_p(Value v) { return boolean(is_fixnum(v)); }
+static Value char_p(Value v)
+{
+    return boolean(is_fixnum(v));
+}
 
 // ---- In place
 
@@ -35,7 +44,10 @@ static CompactText compact_argument(Value flag)
     return is_true_flag(flag) ? CompactText::yes : CompactText::no;
 }
 
-static Value bad_byte(int bad) { return cons(make_fixnum(bad), nil); }
+static Value bad_byte(int bad)
+{
+    return cons(make_fixnum(bad), nil);
+}
 
 static Value mac_ibm(Value pointer, Value capacity, Value length, Value compact)
 {
@@ -104,14 +116,30 @@ static Value translated(const CharacterTable& table, Value v, bool refuse)
     return make_string(to, length);
 }
 
-static Value upper_string(Value v) { return translated(upper_table, v, false); }
-static Value lower_string(Value v) { return translated(lower_table, v, false); }
-static Value remove_accent(Value v) { return translated(accent_table, v, false); }
-static Value mac_ibm_string(Value v) { return translated(mac_to_ansi, v, true); }
-static Value ibm_mac_string(Value v) { return translated(ansi_to_mac, v, true); }
+static Value upper_string(Value v)
+{
+    return translated(upper_table, v, false);
+}
+static Value lower_string(Value v)
+{
+    return translated(lower_table, v, false);
+}
+static Value remove_accent(Value v)
+{
+    return translated(accent_table, v, false);
+}
+static Value mac_ibm_string(Value v)
+{
+    return translated(mac_to_ansi, v, true);
+}
+static Value ibm_mac_string(Value v)
+{
+    return translated(ansi_to_mac, v, true);
+}
 
 static const Primitive character_primitives[] = {
-    { "upper-char", upper_char, "(upper-char char): the capital of a letter; error 2 outside 0 to 255" },
+    { "upper-char", upper_char,
+      "(upper-char char): the capital of a letter; error 2 outside 0 to 255" },
     { "lower-char", lower_char, "(lower-char char): the small letter; error 2 outside 0 to 255" },
     { "alpha-char?", alpha_char_p, "(alpha-char? char): whether it is a letter or a digit" },
     { "char?", char_p, "(char? value): whether it is an immediate integer" },
@@ -123,7 +151,8 @@ static const Primitive character_primitives[] = {
       "returns into line ends; the new length, nil when it passes capacity, or a list of the byte "
       "that has no equivalent; compact keeps bytes below 32; a text with line feeds stays" },
     { "mac->ibm-ptr", mac_ibm_ptr,
-      "(mac->ibm-ptr pointer length compact): turns Mac text into ANSI in place byte for byte; nil, "
+      "(mac->ibm-ptr pointer length compact): turns Mac text into ANSI in place byte for byte; "
+      "nil, "
       "or the first byte without equivalent (the text then stays); compact skips compact codes" },
     { "mac->ibm-string", mac_ibm_string,
       "(mac->ibm-string value): a new string in ANSI; nil when a byte has no equivalent" },

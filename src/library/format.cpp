@@ -1,5 +1,5 @@
-// `format`: a control string whose "~" directives print the arguments. All state of a call lies in one
-// Formatter on the machine stack, so what a directive calls in Lisp may call `format` again.
+// `format`: a control string whose "~" directives print the arguments. All state of a call lies in
+// one Formatter on the machine stack, so what a directive calls in Lisp may call `format` again.
 #include <algorithm>
 #include <charconv>
 #include <cstring>
@@ -15,10 +15,19 @@
 constexpr uint32_t kMostParameters = 7;
 constexpr uint32_t kPadParameter = 3;
 
-static bool is_digit(uint8_t c) { return c >= '0' && c <= '9'; }
-static bool is_letter(uint8_t c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+static bool is_digit(uint8_t c)
+{
+    return c >= '0' && c <= '9';
+}
+static bool is_letter(uint8_t c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
 
-[[noreturn]] static void refuse_character(uint8_t c) { raise_error(kErrorType, make_fixnum(c)); }
+[[noreturn]] static void refuse_character(uint8_t c)
+{
+    raise_error(kErrorType, make_fixnum(c));
+}
 
 namespace {
 
@@ -77,20 +86,20 @@ private:
     void end_clause(uint8_t c);
 
     Value control_;
-    char copy_[256];  // of a short control string
+    char copy_[256]; // of a short control string
     uint32_t length_;
     uint32_t position_ = 0;
     const Value* const arguments_;
     const uint32_t count_;
     uint32_t next_ = 0;
     Parameter parameters_[kMostParameters];
-    uint32_t filled_ = 0;  // the parameter being read
+    uint32_t filled_ = 0; // the parameter being read
     bool colon_ = false;
     bool at_sign_ = false;
-    bool inside_ = false;  // a conditional
+    bool inside_ = false; // a conditional
 };
 
-}
+} // namespace
 
 // Works on a copy: Lisp code may change the string that was given.
 Formatter::Formatter(Value control, const Value* arguments, uint32_t count)
@@ -167,16 +176,27 @@ uint8_t Formatter::take_parameters()
         }
         switch (c) {
         case 'v':
-        case 'V': set_parameter(integer_value(next_argument())); break;
-        case '#': set_parameter(static_cast<int32_t>(count_ - next_)); break;
-        case '\'': set_parameter(take()); break;
-        case ':': colon_ = true; break;
-        case '@': at_sign_ = true; break;
+        case 'V':
+            set_parameter(integer_value(next_argument()));
+            break;
+        case '#':
+            set_parameter(static_cast<int32_t>(count_ - next_));
+            break;
+        case '\'':
+            set_parameter(take());
+            break;
+        case ':':
+            colon_ = true;
+            break;
+        case '@':
+            at_sign_ = true;
+            break;
         case ',':
             if (++filled_ == kMostParameters)
                 refuse_character(c);
             break;
-        default: return c;
+        default:
+            return c;
         }
     }
 }
@@ -229,7 +249,8 @@ template <class Print> void Formatter::print_padded(uint32_t length, Print print
 
 void Formatter::print_padded_string(Value string)
 {
-    print_padded(static_cast<uint32_t>(strlen(string_chars(string))), [&] { print_string(string); });
+    print_padded(static_cast<uint32_t>(strlen(string_chars(string))),
+                 [&] { print_string(string); });
 }
 
 void Formatter::print_princ_padded()
@@ -245,7 +266,7 @@ void Formatter::print_princ_padded()
 // blanks, and blanks are left out.
 void Formatter::print_real()
 {
-    constexpr int32_t kMostDecimals = 1100;  // no double has more digits than that
+    constexpr int32_t kMostDecimals = 1100; // no double has more digits than that
     const double d = real_value(next_argument());
     const int32_t decimals = parameter(1, 0);
     char text[1536];
@@ -254,7 +275,8 @@ void Formatter::print_real()
         if (decimals < 0)
             raise_error(kErrorType, make_integer(decimals));
         end = std::to_chars(text, text + sizeof text, d, std::chars_format::fixed,
-                            std::min(decimals, kMostDecimals)).ptr;
+                            std::min(decimals, kMostDecimals))
+                  .ptr;
     } else {
         end = std::to_chars(text, text + sizeof text, d, std::chars_format::general, 6).ptr;
     }
@@ -376,26 +398,53 @@ void Formatter::end_clause(uint8_t c)
 void Formatter::directive(uint8_t c)
 {
     switch (c) {
-    case 'a': print_princ_padded(); break;
+    case 'a':
+        print_princ_padded();
+        break;
     case 'c': {
         const int32_t code = integer_value(next_argument());
         repeat(static_cast<uint8_t>(code), parameter(0, 1));
         break;
     }
-    case 'f': print_real(); break;
-    case 'i': print_resource_text(); break;
-    case 'p': print_plural(); break;
-    case 'w': print_write(next_argument()); break;
-    case 'x': print_hexadecimal(); break;
-    case 'y': print_display(next_argument()); break;
-    case '%': repeat('\r', parameter(0, 1)); break;
-    case 't': repeat('\t', parameter(0, 1)); break;
-    case '.': print_char(dot_mark); break;
-    case '*': skip_arguments(); break;
-    case '[': begin_conditional(); break;
+    case 'f':
+        print_real();
+        break;
+    case 'i':
+        print_resource_text();
+        break;
+    case 'p':
+        print_plural();
+        break;
+    case 'w':
+        print_write(next_argument());
+        break;
+    case 'x':
+        print_hexadecimal();
+        break;
+    case 'y':
+        print_display(next_argument());
+        break;
+    case '%':
+        repeat('\r', parameter(0, 1));
+        break;
+    case 't':
+        repeat('\t', parameter(0, 1));
+        break;
+    case '.':
+        print_char(dot_mark);
+        break;
+    case '*':
+        skip_arguments();
+        break;
+    case '[':
+        begin_conditional();
+        break;
     case ';':
-    case ']': end_clause(c); break;
-    default: refuse_character(c);
+    case ']':
+        end_clause(c);
+        break;
+    default:
+        refuse_character(c);
     }
 }
 
@@ -423,12 +472,13 @@ static Value format(Rest run)
 }
 
 static const Primitive format_primitives[] = {
-    Primitive("format", format,
-              "(format stream control value...): prints control, in which ~a ~w ~y print a value for "
-              "people, for the reader or by display, ~f a real with decimals, ~x in hexadecimal, ~c a "
-              "character, ~i a text of the resources, ~p a plural s, ~% a carriage return, ~t a tab, "
-              "~. the dot mark, ~* skips values and ~[ ~; ~] select; t as stream answers the text, "
-              "another stream t; error 2 for any other directive and when the values run out")
+    Primitive(
+        "format", format,
+        "(format stream control value...): prints control, in which ~a ~w ~y print a value for "
+        "people, for the reader or by display, ~f a real with decimals, ~x in hexadecimal, ~c a "
+        "character, ~i a text of the resources, ~p a plural s, ~% a carriage return, ~t a tab, "
+        "~. the dot mark, ~* skips values and ~[ ~; ~] select; t as stream answers the text, "
+        "another stream t; error 2 for any other directive and when the values run out")
         .reversed(),
 };
 

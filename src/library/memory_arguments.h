@@ -1,11 +1,11 @@
-// Readers of arguments that name memory outside the heap. What is not mapped, or no longer alive, is
-// error 2 with the value.
+// Readers of arguments that name memory outside the heap. What is not mapped, or no longer alive,
+// is error 2 with the value.
 #pragma once
 
 #include "kernel/errors.h"
 #include "kernel/spaces.h"
 #include "storage/handles.h"
-#include "storage/storage_arguments.h"  // and those that name a handle
+#include "storage/storage_arguments.h" // and those that name a handle
 
 // An integer from 0 up.
 inline uint32_t length_argument(Value v)

@@ -285,14 +285,14 @@ static struct {
     Ptr block;
     uint32_t length;
     uint32_t position;
-    uint32_t last;    // the character that was read last
-    bool again;       // it is to be read once more
+    uint32_t last; // the character that was read last
+    bool again;    // it is to be read once more
 } edit_in;
 
 static struct {
     char text[98];
     uint32_t count;
-    Value owner;  // of the characters that wait
+    Value owner; // of the characters that wait
 } edit_out;
 
 bool (*edit_source)();
@@ -336,7 +336,8 @@ static uint32_t get_edit(uint32_t)
     return c;
 }
 
-// The line end that ended a line's last form is not kept: the next reader is to wait for a new line.
+// The line end that ended a line's last form is not kept: the next reader is to wait for a new
+// line.
 static void unget_edit(uint32_t)
 {
     const bool at_end = edit_in.position >= edit_in.length;
@@ -370,8 +371,8 @@ static void flush_edit()
 
 static void put_edit(uint32_t character, uint32_t)
 {
-    if (edit_out.count > 0 && (edit_out.count == sizeof edit_out.text ||
-                               !(edit_out.owner == output.owner)))
+    if (edit_out.count > 0 &&
+        (edit_out.count == sizeof edit_out.text || !(edit_out.owner == output.owner)))
         flush_edit();
     edit_out.owner = output.owner;
     edit_out.text[edit_out.count++] = static_cast<char>(character);
@@ -415,9 +416,10 @@ static Value edit_wait()
 // ---- Registration
 
 static const Primitive stream_primitives[] = {
-    Primitive("general-putc", general_putc,
-              "(general-putc char selector): sends selector with char to the owner of the current "
-              "output; in a stream, the selector takes the pointer's place; error 2 without an owner")
+    Primitive(
+        "general-putc", general_putc,
+        "(general-putc char selector): sends selector with char to the owner of the current "
+        "output; in a stream, the selector takes the pointer's place; error 2 without an owner")
         .optional(),
     Primitive("general-getc", general_getc,
               "(general-getc selector): sends selector to the owner of the current input, for a "
@@ -433,21 +435,20 @@ static const Primitive stream_primitives[] = {
               "(handle-putc char struct): stores a byte and steps on; grows the handle by 1024 at "
               "its end")
         .optional(),
-    Primitive("handle-getc", handle_getc,
-              "(handle-getc struct): the next byte, 65535 at the end")
+    Primitive("handle-getc", handle_getc, "(handle-getc struct): the next byte, 65535 at the end")
         .optional(),
     { "handle-get-pos", handle_get_pos, "(handle-get-pos struct): the position, in bytes" },
     { "handle-set-pos", handle_set_pos,
       "(handle-set-pos struct position): reads or writes there next; error 2 when negative" },
     { "handle-write-block", handle_write_block,
-      "(handle-write-block struct pointer n): stores n bytes from pointer; error 2 when they are not "
+      "(handle-write-block struct pointer n): stores n bytes from pointer; error 2 when they are "
+      "not "
       "all there" },
     { "handle-eof?", handle_eof_p, "(handle-eof? struct): whether position has reached size" },
     { "new-buffer-struct", new_buffer_struct,
       "(new-buffer-struct position size pointer): state of a stream that reads size bytes at "
       "pointer, as a memory pointer" },
-    Primitive("buffer-getc", buffer_getc,
-              "(buffer-getc struct): the next byte, 65535 at the end")
+    Primitive("buffer-getc", buffer_getc, "(buffer-getc struct): the next byte, 65535 at the end")
         .optional(),
     { "buffer-set-pos", buffer_set_pos, "(buffer-set-pos struct position): reads there next" },
     Primitive("editgetc", editgetc,
@@ -463,7 +464,8 @@ static const Primitive stream_primitives[] = {
       "is shorter" },
     { "eof-lecture?", eof_lecture_p, "(eof-lecture?): whether the edit stream has been read up" },
     { "edit-wait", edit_wait,
-      "(edit-wait): pumps events until the edit stream has text; its length, 0 when none will come" },
+      "(edit-wait): pumps events until the edit stream has text; its length, 0 when none will "
+      "come" },
 };
 
 static void mark_edit_owner()

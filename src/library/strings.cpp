@@ -1,5 +1,5 @@
-// Strings: NUL-terminated bytes in the heap. Text is built in the free tail of the heap, so what the
-// new string is copied from is looked up again once there is room for it.
+// Strings: NUL-terminated bytes in the heap. Text is built in the free tail of the heap, so what
+// the new string is copied from is looked up again once there is room for it.
 #include <algorithm>
 #include <cstring>
 #include <string>
@@ -51,7 +51,10 @@ static Value copy_part(Value string, uint32_t from, uint32_t count)
 
 // ---- Making and converting
 
-static Value string(Value v) { return coerce_to_string(v); }
+static Value string(Value v)
+{
+    return coerce_to_string(v);
+}
 
 static Value copy_string(Value v)
 {
@@ -66,7 +69,10 @@ static Value string_symbol(Value v)
     return intern_dynamic(coerce_to_cstring(string_checked(v)));
 }
 
-static Value string_p(Value v) { return boolean(is_string(v)); }
+static Value string_p(Value v)
+{
+    return boolean(is_string(v));
+}
 
 static Value char_(Value c)
 {
@@ -89,17 +95,29 @@ static Value make_blanks(Value n)
     return make_string(scratch(), static_cast<uint32_t>(length));
 }
 
-static Value string_int(Value v) { return read_integer(coerce_to_cstring(v)); }
-static Value string_real(Value v) { return read_number(coerce_to_cstring(v)); }
+static Value string_int(Value v)
+{
+    return read_integer(coerce_to_cstring(v));
+}
+static Value string_real(Value v)
+{
+    return read_number(coerce_to_cstring(v));
+}
 
 // ---- Joining and taking apart
 
-static Value text_of(Value v) { return is_symbol(v) ? symbol_name(v) : v; }
-static bool has_text(Value v) { return is_string(v) || is_symbol(v); }
+static Value text_of(Value v)
+{
+    return is_symbol(v) ? symbol_name(v) : v;
+}
+static bool has_text(Value v)
+{
+    return is_string(v) || is_symbol(v);
+}
 
 static Value append_texts(Rest texts)
 {
-    uint32_t lengths[8];  // of the first ones, so that they are measured once
+    uint32_t lengths[8]; // of the first ones, so that they are measured once
     uint32_t total = 0;
     for (uint32_t i = 0; !is_end(texts[i]); ++i) {
         const uint32_t length = text_length(text_of(texts[i]));
@@ -242,10 +260,22 @@ static int collation(Value a, Value b)
     return compare_collated(string_chars(first), string_chars(second));
 }
 
-static Value string_less_p(Value a, Value b) { return boolean(collation(a, b) < 0); }
-static Value string_not_greater_p(Value a, Value b) { return boolean(collation(a, b) <= 0); }
-static Value string_greater_p(Value a, Value b) { return boolean(collation(a, b) > 0); }
-static Value string_not_less_p(Value a, Value b) { return boolean(collation(a, b) >= 0); }
+static Value string_less_p(Value a, Value b)
+{
+    return boolean(collation(a, b) < 0);
+}
+static Value string_not_greater_p(Value a, Value b)
+{
+    return boolean(collation(a, b) <= 0);
+}
+static Value string_greater_p(Value a, Value b)
+{
+    return boolean(collation(a, b) > 0);
+}
+static Value string_not_less_p(Value a, Value b)
+{
+    return boolean(collation(a, b) >= 0);
+}
 
 static bool same_bytes(Value a, Value b)
 {
@@ -254,8 +284,14 @@ static bool same_bytes(Value a, Value b)
     return strcmp(string_chars(first), string_chars(second)) == 0;
 }
 
-static Value string_equal_p(Value a, Value b) { return boolean(same_bytes(a, b)); }
-static Value string_unequal_p(Value a, Value b) { return boolean(!same_bytes(a, b)); }
+static Value string_equal_p(Value a, Value b)
+{
+    return boolean(same_bytes(a, b));
+}
+static Value string_unequal_p(Value a, Value b)
+{
+    return boolean(!same_bytes(a, b));
+}
 
 static Value string_nocase_equal_p(Value a, Value b, Value ignore_accents)
 {
@@ -326,10 +362,12 @@ static Value handle_string(Value pointer)
 }
 
 static const Primitive string_primitives[] = {
-    { "string", string, "(string value): its text: a string itself, a symbol's name, or as printed" },
+    { "string", string,
+      "(string value): its text: a string itself, a symbol's name, or as printed" },
     { "symbol->string", string, "(symbol->string symbol): the symbol's name" },
     { "string->symbol", string_symbol,
-      "(string->symbol string): the symbol of that name, made if there is none; error 2 on no string" },
+      "(string->symbol string): the symbol of that name, made if there is none; error 2 on no "
+      "string" },
     { "string?", string_p, "(string? value): whether it is a string" },
     { "char", char_, "(char integer): a string of that one byte; error 2 outside 0 to 255" },
     { "ascii", ascii, "(ascii string): its first byte, 0 for an empty one" },
@@ -349,8 +387,10 @@ static const Primitive string_primitives[] = {
       "(substring value from to): bytes from up to to, or to the end when to is nil; negative ones "
       "count from the end, both are clipped" },
     { "memstring", memstring,
-      "(memstring pattern text fold): text from the first match to its end, or nil; fold ignores case" },
-    { "empty-string?", empty_string_p, "(empty-string? value): whether it is a string without bytes" },
+      "(memstring pattern text fold): text from the first match to its end, or nil; fold ignores "
+      "case" },
+    { "empty-string?", empty_string_p,
+      "(empty-string? value): whether it is a string without bytes" },
     { "string<?", string_less_p, "(string<? a b): whether text a is sorted before b" },
     { "string<=?", string_not_greater_p, "(string<=? a b): whether a is not sorted behind b" },
     { "string>?", string_greater_p, "(string>? a b): whether text a is sorted behind b" },

@@ -1,7 +1,7 @@
 #include "platform/characters.h"
 
-// Letters whose other case lies 32 places away, but for the plain ones: 0xd7 and 0xf7 between them are
-// signs.
+// Letters whose other case lies 32 places away, but for the plain ones: 0xd7 and 0xf7 between them
+// are signs.
 static constexpr bool is_accented_lower(int c)
 {
     return (c >= 0xe0 && c <= 0xef) || (c >= 0xf1 && c <= 0xf6) || (c >= 0xf8 && c <= 0xfc);
