@@ -78,7 +78,7 @@ static Value eval_pair(Value form, LambdaFrame* frame);
 static Value close_over(Value f, LambdaFrame* frame);
 
 // What a form is worth, its common kinds first.
-static inline Value eval_argument(Value form, LambdaFrame* frame)
+[[gnu::always_inline]] static inline Value eval_argument(Value form, LambdaFrame* frame)
 {
     const Tag tag = form.tag();
     if (tag == kTagVariable)
@@ -93,7 +93,7 @@ static inline Value eval_argument(Value form, LambdaFrame* frame)
 }
 
 // The next argument's value, nil past the end; args steps.
-static inline Value next_argument(Value& args, LambdaFrame* frame)
+[[gnu::always_inline]] static inline Value next_argument(Value& args, LambdaFrame* frame)
 {
     if (!is_pair(args))
         return nil;

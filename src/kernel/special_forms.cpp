@@ -288,10 +288,8 @@ private:
 static Value for_each(Value f, Rest lists)
 {
     ListWalk walk(lists);
-    while (walk.step()) {
-        check_stack();
+    while (walk.step())
         call_args(f, walk.run());
-    }
     return no_value;
 }
 
@@ -299,10 +297,8 @@ static Value map(Value f, Rest lists)
 {
     ListWalk walk(lists);
     ListBuilder out;
-    while (walk.step()) {
-        check_stack();
+    while (walk.step())
         out.add(call_args(f, walk.run()));
-    }
     return out.list;
 }
 
