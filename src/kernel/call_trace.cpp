@@ -80,18 +80,27 @@ static LambdaFrame* next_lambda_frame(LambdaFrame* frame)
     return frame->previous ? frame->previous->lambda_frame : nullptr;
 }
 
-std::vector<std::string> running_functions(size_t most)
+std::vector<RunningFunction> running_functions(size_t most)
 {
-    std::vector<std::string> names;
+    std::vector<RunningFunction> functions;
+    Value last = nil;
     LambdaFrame* frame = current_frame->lambda_frame;
-    for (; frame && frame != &top_frame && names.size() < most; frame = next_lambda_frame(frame)) {
+    for (; frame && frame != &top_frame; frame = next_lambda_frame(frame)) {
         if (frame->callee == nil)
             continue;
+        if (frame->callee == last) {
+            ++functions.back().depth;
+            continue;
+        }
         std::string name = function_name(frame->callee);
-        if (!name.empty())
-            names.push_back(std::move(name));
+        if (name.empty())
+            continue;
+        if (functions.size() == most)
+            break;
+        last = frame->callee;
+        functions.push_back({ std::move(name), 1 });
     }
-    return names;
+    return functions;
 }
 
 // ---- Primitives
@@ -100,10 +109,10 @@ static constexpr size_t kMostNames = 50;
 
 static Value running_functions_primitive()
 {
-    const std::vector<std::string> names = running_functions(kMostNames);
+    const std::vector<RunningFunction> functions = running_functions(kMostNames);
     Value list = nil;
-    for (size_t i = names.size(); i-- > 0;) {
-        const Value name = make_string(names[i].c_str());
+    for (size_t i = functions.size(); i-- > 0;) {
+        const Value name = make_string(functions[i].name.c_str());
         list = cons(name, list);
     }
     return list;
@@ -124,7 +133,7 @@ static Value eval_in_primitive(Value form, Value pointer)
 static const Primitive call_trace_primitives[] = {
     { "running-functions", running_functions_primitive,
       "(running-functions): names of the Lisp functions that are running, innermost first, as strings; "
-      "those without a name are left out, and those beyond the fiftieth" },
+      "those without a name are left out, one that calls itself stands once, and fifty are the most" },
     { "eval-in", eval_in_primitive,
       "(eval-in form frame): value of form with the local variables of a running call; frame is what a "
       "syntax with two parameters gets as the second. Error 2 when that call has ended" },

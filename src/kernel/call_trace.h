@@ -10,7 +10,12 @@
 // nothing names it.
 std::string function_name(Value function);
 
-// The running functions, innermost first, at most that many; nameless ones are left out.
-std::vector<std::string> running_functions(size_t most);
+// The running functions, innermost first, at most that many; nameless ones are left out. One that
+// calls itself over and over stands once.
+struct RunningFunction {
+    std::string name;
+    size_t depth;  // calls that stand one in the other
+};
+std::vector<RunningFunction> running_functions(size_t most);
 
 void init_call_trace();

@@ -162,6 +162,7 @@ static void format_report(int code, Value value)
 [[noreturn]] static void deliver(Value kind, Value code, Value value, const char* message)
 {
     ++reports;
+    hooks.error_reported();
     struct Nesting {
         Nesting() { ++nested_reports; }
         ~Nesting() { --nested_reports; }

@@ -31,6 +31,7 @@ static const Hooks default_hooks = {
     .reset_windows = nothing,
     .show_watch = nothing,
     .show_arrow = nothing,
+    .error_reported = nothing,
     .free_sort_arrays = nothing,
     .flush_output = nothing,
     .quit = exit_program,

@@ -12,6 +12,7 @@ struct Hooks {
     void (*reset_windows)();            // mouse capture, drags: ready for a fresh start
     void (*show_watch)();               // cursor while collecting
     void (*show_arrow)();
+    void (*error_reported)();           // before the error object or the user is told
     void (*free_sort_arrays)();         // of sorts that an error has cut off
     void (*flush_output)();             // hands what the edit stream holds to its owner
     void (*quit)(int status);           // ends the program; does not return
