@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "app/describe.h"
 #include "app/image_boot.h"
 #include "app/terminal.h"
 #include "kernel/call_trace.h"
@@ -92,6 +93,7 @@ static Module modules[] = {
     { "Other programs and file dialogs", init_applications, 0 },
     { "Date and time", init_date_time, 0 },
     { "Calls that are running", init_call_trace, 0 },
+    { "Aids for programmers", init_describe, 0 },
     { "Standard input and output", init_terminal, 0 },
 };
 

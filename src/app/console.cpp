@@ -7,9 +7,12 @@
 #include <cstring>
 #include <editline/readline.h>
 #include <unistd.h>
+#include <vector>
 
+#include "app/describe.h"
 #include "app/source_text.h"
 #include "app/terminal.h"
+#include "kernel/call_trace.h"
 #include "kernel/errors.h"
 #include "kernel/evaluator.h"
 #include "kernel/frames.h"
@@ -31,6 +34,29 @@ static int answer_alert(int id, const char* p0, const char*, const char*, const 
     return 1;
 }
 
+// ---- Back traces: what was running when an error was reported, told when nothing took it.
+
+static constexpr size_t kMostCalls = 10;
+static std::vector<RunningFunction> back_trace;
+
+static void note_back_trace()
+{
+    back_trace = running_functions(kMostCalls);
+}
+
+static void tell_back_trace()
+{
+    for (const RunningFunction& call : back_trace) {
+        std::string text = "  in " + call.name;
+        if (call.depth > 1)
+            text += ", " + std::to_string(call.depth) + " deep";
+        const std::string place = definition_place(call.name);
+        if (!place.empty())
+            text += " (" + place + ")";
+        tell_terminal(text.c_str());
+    }
+}
+
 // ---- Input
 
 namespace {
@@ -40,7 +66,10 @@ struct Characters {
     std::string line;  // in the reader's form, with its end
     size_t next;
     bool inside_form;
+    bool inside_comment;  // between forms
     bool ended;
+    int line_number;
+    int form_line;        // on which the form under way began
 };
 
 Characters* characters = nullptr;
@@ -59,10 +88,15 @@ static uint32_t get_console(uint32_t)
         }
         from.line = lisp_text(host_line) + '\r';
         from.next = 0;
+        ++from.line_number;
+        from.inside_comment = false;
     }
     const uint8_t character = static_cast<uint8_t>(from.line[from.next++]);
-    if (character > ' ')
-        from.inside_form = true;
+    if (!from.inside_form && !from.inside_comment && character > ' ') {
+        from.inside_comment = character == ';';
+        from.inside_form = !from.inside_comment;
+        from.form_line = from.line_number;
+    }
     return character;
 }
 
@@ -89,6 +123,7 @@ static bool type_edit_line()
 void open_console()
 {
     hooks.alert = answer_alert;
+    hooks.error_reported = note_back_trace;
     edit_source = type_edit_line;
     output = { put_terminal, 0, nil };
     set_terminal_at_line_start();
@@ -119,6 +154,30 @@ static void show_value(Value v)
     print_char('\r');
 }
 
+// Where the functions that a form defines are written. In a class's forms the definitions stand one
+// level down.
+static void note_definitions(Value form, const std::string& place, int levels)
+{
+    const Value define = intern("define");
+    if (is_pair(form) && car_of(form) == define) {
+        const Value target = is_pair(cdr_of(form)) ? car_of(cdr_of(form)) : nil;
+        const Value name = is_pair(target) ? car_of(target) : target;
+        if (is_symbol(name))
+            note_definition(symbol_chars(name), place);
+        return;
+    }
+    constexpr int kMostForms = 10000;
+    for (int i = 0; levels > 0 && i < kMostForms && is_pair(form); i++, form = cdr_of(form))
+        note_definitions(car_of(form), place, levels - 1);
+}
+
+static void note_place(Value form)
+{
+    const std::string file = characters->source->name();
+    if (!file.empty())
+        note_definitions(form, file + ":" + std::to_string(characters->form_line), 1);
+}
+
 static Step evaluate_next_form(ShowValues show)
 {
     const uint32_t errors_before = error_count();
@@ -134,6 +193,7 @@ static Step evaluate_next_form(ShowValues show)
             return Step::done;
         if (form.tag() == kTagAddress)
             raise_error(kErrorSyntax);
+        note_place(form);
         const Value result = eval_toplevel(form);
         if (show == ShowValues::yes)
             show_value(result);
@@ -142,13 +202,16 @@ static Step evaluate_next_form(ShowValues show)
         state.restore();
         event_flag = frame.saved_event_flag;
         output = shown;
+    } catch (NonLocalExit&) {
+        state.restore();
+        output = shown;
     }
     return error_count() > errors_before ? Step::failed : Step::done;
 }
 
 int evaluate_lines(LineSource& source, ShowValues show)
 {
-    Characters here = { &source, "", 0, false, false };
+    Characters here = { &source, "", 0, false, false, false, 0, 0 };
     CharactersFrame characters_frame(&here);
     InputFrame input_frame;
     input = { get_console, 0, nil, kNoCharacter };
@@ -160,6 +223,7 @@ int evaluate_lines(LineSource& source, ShowValues show)
         if (step == Step::failed) {
             ++errors;
             tell_terminal(last_error().message);
+            tell_back_trace();
         }
     }
 }
@@ -167,7 +231,8 @@ int evaluate_lines(LineSource& source, ShowValues show)
 namespace {
 
 struct TextSource : LineSource {
-    explicit TextSource(const std::string& text) : text_(text) {}
+    TextSource(const std::string& text, const std::string& name) : text_(text), name_(name) {}
+    std::string name() const override { return name_; }
     bool next_line(std::string* line, bool) override
     {
         if (next_ >= text_.size())
@@ -182,6 +247,7 @@ struct TextSource : LineSource {
 
 private:
     const std::string& text_;
+    const std::string name_;
     size_t next_ = 0;
 };
 
@@ -241,9 +307,9 @@ private:
 
 }
 
-int evaluate_text(const std::string& host_text, ShowValues show)
+int evaluate_text(const std::string& host_text, ShowValues show, const std::string& name)
 {
-    TextSource source(host_text);
+    TextSource source(host_text, name);
     return evaluate_lines(source, show);
 }
 

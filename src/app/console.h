@@ -18,6 +18,8 @@ struct LineSource {
     virtual bool next_line(std::string* line, bool inside_form) = 0;
     // Whether a program that reads the edit stream may be given lines of this source.
     virtual bool is_typed() const { return false; }
+    // The file that the lines come from; empty for none.
+    virtual std::string name() const { return {}; }
     virtual ~LineSource() = default;
 };
 
@@ -26,7 +28,8 @@ struct LineSource {
 // Answers the number of errors.
 int evaluate_lines(LineSource& source, ShowValues show);
 
-int evaluate_text(const std::string& host_text, ShowValues show);
+// name: the file that the text comes from, for the places of its definitions; empty for none.
+int evaluate_text(const std::string& host_text, ShowValues show, const std::string& name = {});
 int evaluate_standard_input(ShowValues show);
 
 // Line editing, and a history kept from one session to the next.

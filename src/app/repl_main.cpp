@@ -81,7 +81,7 @@ static int evaluate_file(const std::string& path)
         fprintf(stderr, "kalvex-repl: %s\n", error.c_str());
         return 1;
     }
-    return evaluate_text(text, ShowValues::yes);
+    return evaluate_text(text, ShowValues::yes, path);
 }
 
 static int evaluate_sources(const Options& options)

@@ -63,6 +63,32 @@ class Console(ProgramTest):
         self.assertEqual(status, 0)
         self.assertEqual(self.repl("--doc", "no-such-name")[2], 1)
 
+    def test_an_error_tells_the_calls_that_led_to_it(self):
+        self.write("a.lisp", "; first line\n(define (inner _x)\n  (+ 1 (car _x)))\n"
+                             "(define c (new-class 'c obj-root))\n"
+                             "(c (define (go _x) (list (inner _x))))\n"
+                             "(define (deep _n) (if (= _n 0) (inner 5) (+ 1 (deep (- _n 1)))))\n")
+        _, err, _ = self.repl("a.lisp", "-e", "(deep 8)", "-e", "(catch 'toplevel (inner 1))",
+                              "-e", "(send (make-instance c) go 3)", "-e", "(define (typed) (inner 2))",
+                              "-e", "(typed)")
+        self.assertEqual(err.split("\n"), [
+            "Error: 2, 5, #<class KALVEX>, (), ()", "  in inner (a.lisp:2)", "  in deep, 9 deep (a.lisp:6)",
+            "Error: 2, 3, #<instance>, (), ()", "  in inner (a.lisp:2)", "  in c go (a.lisp:5)",
+            "Error: 2, 2, #<class KALVEX>, (), ()", "  in inner (a.lisp:2)", "  in typed", ""])
+
+    def test_names_and_things_can_be_described(self):
+        self.write("a.lisp", "(define (square _x) (* _x _x))\n(define point (new-class 'point obj-root))\n"
+                             "(point (defslot x :default 3) (defslot y :type byte) (define (norm) x))\n")
+        out, _, _ = self.repl("a.lisp", "-e", "(describe square)", "-e", "(describe point)",
+                              "-e", "(describe (make-instance point))", "-e", "(describe 'car)",
+                              "-e", "(describe 'nothing)", "-e", "(describe 5)", "-e", '(apropos "uare")')
+        self.assertEqual(out.split("\n")[3:], [
+            "square: (lambda _x)", "  defined in a.lisp:1",
+            "class point", "  parents: obj-root", "  children: none", "  slot x: 3", "  slot y: <no-value>",
+            "  methods: norm", "an instance of point", "  x: 3", "  y: 0",
+            "(car pair): its first element; nil for nil; error 2 for an atom",
+            "the symbol nothing", "5", "square", ""])
+
     def test_a_wrong_command_line_is_refused(self):
         self.assertEqual(self.repl("--nonsense")[2], 2)
         self.assertEqual(self.repl("-e")[2], 2)
