@@ -17,7 +17,6 @@
 #include "kernel/stream_procedures.h"
 #include "kernel/symbols.h"
 #include "kernel/syntax_table.h"
-#include "storage/handles.h"
 
 Output output = { nullptr, 0, nil };
 uint32_t printer_escapes = 0;
@@ -130,28 +129,6 @@ void print_disposed(Value pointer)
 static void print_address(Value pointer)
 {
     print_format("<%s %x>", pointer_kind_name(pointer), pointer_of(pointer));
-}
-
-static void print_sized(Value pointer, uint32_t size)
-{
-    print_format("<%s %x of size %d>", pointer_kind_name(pointer), pointer_of(pointer),
-                 static_cast<int>(size));
-}
-
-static void print_memory_pointer(Value pointer)
-{
-    if (PtrIsLive(pointer_of(pointer)))
-        print_sized(pointer, GetPtrSize(pointer_of(pointer)));
-    else
-        print_disposed(pointer);
-}
-
-static void print_handle(Value pointer)
-{
-    if (HandleIsLive(pointer_of(pointer)))
-        print_sized(pointer, GetHandleSize(pointer_of(pointer)));
-    else
-        print_disposed(pointer);
 }
 
 static void print_pointer(Value pointer)
@@ -567,8 +544,6 @@ void init_printer()
     intern("predicate");
     printer_escapes = 0;
     output = { nullptr, 0, nil };
-    define_pointer_printer(kPointerMemory, print_memory_pointer);
-    define_pointer_printer(kPointerHandle, print_handle);
     add_root_marker(mark_printer_roots);
     define_primitives(printer_primitives);
 }

@@ -22,6 +22,24 @@ inline Value vector_argument(Value v)
     return typed_argument(v, kTagVector);
 }
 
+// An integer from 0 up.
+inline uint32_t length_argument(Value v)
+{
+    const int32_t length = integer_value(v);
+    if (length < 0)
+        raise_error(kErrorType, v);
+    return static_cast<uint32_t>(length);
+}
+
+// The code of a character, 0 to 255.
+inline uint8_t character_argument(Value v)
+{
+    const int32_t c = integer_value(v);
+    if (c < 0 || c > 255)
+        raise_error(kErrorType, v);
+    return static_cast<uint8_t>(c);
+}
+
 // A pair: nil is refused too.
 inline Value pair_argument(Value v)
 {

@@ -9,14 +9,6 @@
 #include "library/memory_arguments.h"
 #include "library/text_conversion.h"
 
-static uint8_t character_argument(Value v)
-{
-    const int32_t c = integer_value(v);
-    if (c < 0 || c > 255)
-        raise_error(kErrorType, v);
-    return static_cast<uint8_t>(c);
-}
-
 static Value upper_char(Value c)
 {
     return make_fixnum(upper_table[character_argument(c)]);

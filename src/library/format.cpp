@@ -9,6 +9,7 @@
 #include "kernel/reader.h"
 #include "kernel/spaces.h"
 #include "kernel/symbols.h"
+#include "library/arguments.h"
 #include "library/library.h"
 #include "storage/resource_file.h"
 
@@ -401,11 +402,9 @@ void Formatter::directive(uint8_t c)
     case 'a':
         print_princ_padded();
         break;
-    case 'c': {
-        const int32_t code = integer_value(next_argument());
-        repeat(static_cast<uint8_t>(code), parameter(0, 1));
+    case 'c':
+        repeat(character_argument(next_argument()), parameter(0, 1));
         break;
-    }
     case 'f':
         print_real();
         break;
@@ -451,9 +450,7 @@ void Formatter::directive(uint8_t c)
 // The run begins with the last argument and ends with the control string and the stream.
 static Value format(Rest run)
 {
-    uint32_t count = 0;
-    while (!is_end(run[count]))
-        ++count;
+    const uint32_t count = run_length(run);
     if (count < 2)
         raise_error(kErrorType);
     const Value stream = run[count - 1];

@@ -2,19 +2,8 @@
 // is error 2 with the value.
 #pragma once
 
-#include "kernel/errors.h"
-#include "kernel/spaces.h"
-#include "storage/handles.h"
+#include "library/arguments.h"
 #include "storage/storage_arguments.h" // and those that name a handle
-
-// An integer from 0 up.
-inline uint32_t length_argument(Value v)
-{
-    const int32_t length = integer_value(v);
-    if (length < 0)
-        raise_error(kErrorType, v);
-    return static_cast<uint32_t>(length);
-}
 
 // Address of size bytes behind a pointer; it does not move while nothing is disposed of.
 inline uint8_t* memory_argument(Value pointer, uint32_t size)

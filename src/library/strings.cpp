@@ -22,21 +22,6 @@ static uint32_t text_length(Value string)
     return static_cast<uint32_t>(strlen(string_chars(string)));
 }
 
-static Value string_checked(Value v)
-{
-    if (!is_string(v))
-        raise_error(kErrorType, v);
-    return v;
-}
-
-static uint8_t byte_argument(Value v)
-{
-    const int32_t c = integer_value(v);
-    if (c < 0 || c > 255)
-        raise_error(kErrorType, v);
-    return static_cast<uint8_t>(c);
-}
-
 // count bytes of a string from an offset on, as a new string.
 static Value copy_part(Value string, uint32_t from, uint32_t count)
 {
@@ -66,7 +51,7 @@ static Value string_symbol(Value v)
 {
     if (is_symbol(v))
         return v;
-    return intern_dynamic(coerce_to_cstring(string_checked(v)));
+    return intern_dynamic(coerce_to_cstring(typed_argument(v, kTagString)));
 }
 
 static Value string_p(Value v)
@@ -76,13 +61,13 @@ static Value string_p(Value v)
 
 static Value char_(Value c)
 {
-    const char text[2] = { static_cast<char>(byte_argument(c)), 0 };
+    const char text[2] = { static_cast<char>(character_argument(c)), 0 };
     return text[0] ? make_string(text, 1) : empty_string;
 }
 
 static Value ascii(Value v)
 {
-    return make_fixnum(static_cast<uint8_t>(string_chars(string_checked(v))[0]));
+    return make_fixnum(static_cast<uint8_t>(string_chars(typed_argument(v, kTagString))[0]));
 }
 
 static Value make_blanks(Value n)
@@ -192,7 +177,7 @@ static Value substring(Value v, Value from, Value to)
 // An index that names a byte of the string.
 static uint32_t place_argument(Value string, Value index)
 {
-    string_checked(string);
+    typed_argument(string, kTagString);
     const uint32_t i = length_argument(index);
     if (memchr(string_chars(string), 0, std::min(i, kLongestString) + 1) != nullptr)
         raise_error(kErrorType, index);
@@ -210,7 +195,7 @@ static Value string_set_x(Value string, Value index, Value c)
     const uint32_t i = place_argument(string, index);
     if (i > static_cast<uint32_t>(kMostAskedFor))
         raise_error(kErrorType, index);
-    string_chars(string)[i] = static_cast<char>(byte_argument(c));
+    string_chars(string)[i] = static_cast<char>(character_argument(c));
     return c;
 }
 
@@ -326,7 +311,7 @@ static Value text_string(Value pointer, Value n)
 
 static Value put_string(Value string, Value pointer)
 {
-    const uint32_t length = std::min(text_length(string_checked(string)), 255u);
+    const uint32_t length = std::min(text_length(typed_argument(string, kTagString)), 255u);
     uint8_t* const place = memory_argument(pointer, 1 + length);
     place[0] = static_cast<uint8_t>(length);
     memcpy(place + 1, string_chars(string), length);
@@ -335,14 +320,14 @@ static Value put_string(Value string, Value pointer)
 
 static Value put_string_text(Value string, Value pointer)
 {
-    const uint32_t length = text_length(string_checked(string));
+    const uint32_t length = text_length(typed_argument(string, kTagString));
     memcpy(memory_argument(pointer, length), string_chars(string), length);
     return no_value;
 }
 
 static Value string_handle(Value string)
 {
-    const uint32_t length = text_length(string_checked(string));
+    const uint32_t length = text_length(typed_argument(string, kTagString));
     const Handle handle = NewHandleChecked(length);
     if (length > 0) {
         const LockedHandle locked(handle);

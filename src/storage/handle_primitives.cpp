@@ -5,6 +5,7 @@
 #include "kernel/errors.h"
 #include "kernel/hooks.h"
 #include "kernel/primitive.h"
+#include "kernel/printer.h"
 #include "kernel/symbols.h"
 #include "storage/bytes.h"
 #include "storage/storage_arguments.h"
@@ -258,6 +259,31 @@ static void dispose_pointer(Value pointer)
     set_pointer(pointer, 0);
 }
 
+// ---- How they print
+
+static void print_sized(Value pointer, uint32_t size)
+{
+    print_format("<%s %x of size %d>", pointer_kind_name(pointer), pointer_of(pointer),
+                 static_cast<int>(size));
+}
+
+static void print_memory_pointer(Value pointer)
+{
+    if (PtrIsLive(pointer_of(pointer)))
+        print_sized(pointer, GetPtrSize(pointer_of(pointer)));
+    else
+        print_disposed(pointer);
+}
+
+static void print_handle(Value pointer)
+{
+    const Handle handle = resource_argument(pointer);
+    if (handle != 0)
+        print_sized(pointer, GetHandleSize(handle));
+    else
+        print_disposed(pointer);
+}
+
 static const Primitive handle_primitives[] = {
     { "new-ptr", new_ptr,
       "(new-ptr size): memory pointer to a block of size bytes that never moves; a null one when "
@@ -318,5 +344,7 @@ static const Primitive handle_primitives[] = {
 void init_handles()
 {
     define_primitives(handle_primitives);
+    define_pointer_printer(kPointerMemory, print_memory_pointer);
+    define_pointer_printer(kPointerHandle, print_handle);
     hooks.dispose_pointer = dispose_pointer;
 }
