@@ -103,18 +103,22 @@ void Converter::set_table(int bits)
     table_.resize(size_t(1) << bits);
 }
 
-// Ones where the source has the pixel nearest to a colour.
-void Converter::to_mono(const Surface& source, uint32_t background)
+static uint32_t nearest_pixel(const Surface& surface, uint32_t color)
+{
+    return surface.indexed() ? surface.table->nearest(color) : direct_pixel(surface.format, color);
+}
+
+// Ones where the source has this pixel.
+void Converter::to_mono(const Surface& source, uint32_t pixel)
 {
     if (!source.indexed()) {
         kind_ = Kind::match;
-        key_ = direct_pixel(source.format, background);
+        key_ = pixel;
         return;
     }
-    const uint32_t key = source.table->nearest(background);
     set_table(source.bits);
     for (uint32_t i = 0; i < table_.size(); i++)
-        table_[i] = i == key;
+        table_[i] = i == pixel;
 }
 
 void Converter::to_colors(const Surface& source, const Surface& target)
@@ -150,7 +154,10 @@ Converter::Converter(const DeviceContext& source, const DeviceContext& target)
                    pixel_of(target, target.state.bk_color, ColorUse::draw) };
         kind_ = Kind::table;
     } else if (to_ == PixelFormat::mono) {
-        to_mono(source.surface(), color_value(source, source.state.bk_color));
+        const COLORREF bk = source.state.bk_color;
+        to_mono(source.surface(),
+                is_dib_index(bk) ? dib_index_pixel(source.surface(), bk & 0xFFFF)
+                                 : nearest_pixel(source.surface(), color_value(source, bk)));
     } else {
         to_colors(source.surface(), target.surface());
     }
@@ -167,7 +174,7 @@ Converter::Converter(const Surface& source, const DeviceContext& target)
         kind_ = Kind::table;
     } else if (!same_colors(source, target.surface())) {
         if (to_ == PixelFormat::mono)
-            to_mono(source, 0xFFFFFF);
+            to_mono(source, nearest_pixel(source, 0xFFFFFF));
         else
             to_colors(source, target.surface());
     }

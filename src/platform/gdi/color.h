@@ -31,7 +31,7 @@ public:
 
 private:
     enum class Kind { identity, table, direct, cells, nearest, match };
-    void to_mono(const Surface& source, uint32_t background);
+    void to_mono(const Surface& source, uint32_t pixel);
     void to_colors(const Surface& source, const Surface& target);
     void set_table(int bits);
 

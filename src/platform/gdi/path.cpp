@@ -146,15 +146,20 @@ void add_arc(Path* path, const RECT& b, POINT from, POINT to, bool clockwise, bo
         path->line_to(at(start));
     else
         path->move_to(at(start));
-    const int pieces = std::max(1, int(std::ceil(std::abs(sweep) / (M_PI / 2) - 1e-9)));
-    const double piece = sweep / pieces, k = 4.0 / 3 * std::tan(piece / 4);
-    for (int i = 0; i < pieces; i++) {
-        const double a = start + piece * i, z = a + piece;
+    // A curve for each quarter that the arc reaches into.
+    const double end = start + sweep, quarter = M_PI / 2;
+    for (double a = start; std::abs(end - a) > 1e-9;) {
+        double z = clockwise ? std::ceil(a / quarter - 1 - 1e-9) * quarter
+                             : std::floor(a / quarter + 1 + 1e-9) * quarter;
+        if (clockwise ? z < end : z > end)
+            z = end;
+        const double k = 4.0 / 3 * std::tan((z - a) / 4);
         path->bezier_to(rounded(e.cx + e.rx * (std::cos(a) - k * std::sin(a)),
                                 e.cy - e.ry * (std::sin(a) + k * std::cos(a))),
                         rounded(e.cx + e.rx * (std::cos(z) + k * std::sin(z)),
                                 e.cy - e.ry * (std::sin(z) - k * std::cos(z))),
                         at(z));
+        a = z;
     }
 }
 
