@@ -12,7 +12,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     // A block of its own, so that a read past the end is seen.
 
     const std::unique_ptr<uint8_t[]> exact(new uint8_t[size ? size : 1]);
-    memcpy(exact.get(), data, size);
+    if (size > 0)
+        memcpy(exact.get(), data, size);
     if (!CheckPackedDib(exact.get(), size, &offset))
         return 0;
     const BITMAPINFO* info = reinterpret_cast<const BITMAPINFO*>(exact.get());

@@ -94,7 +94,8 @@ bool ScrollDC(HDC handle, int dx, int dy, const RECT* scroll, const RECT* clip, 
     if (!dc || (update && !uncovered))
         return false;
     const auto surface_box = [&](const RECT& r) {
-        return target_box(*dc, r.left, r.top, r.right - r.left, r.bottom - r.top);
+        const POINT a = dc->to_surface(r.left, r.top), b = dc->to_surface(r.right, r.bottom);
+        return sorted_box(a.x, a.y, b.x, b.y);
     };
     Region area = dc->clip();
     if (clip)

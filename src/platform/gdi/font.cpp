@@ -17,6 +17,14 @@ static constexpr int kDefaultHeight = 16;    // cell height when none is asked f
 static constexpr int kLargestEm = 2000;
 static constexpr size_t kCachedFonts = 64;
 
+#if defined(__SANITIZE_ADDRESS__)
+// Reading its configuration, fontconfig leaves a few blocks behind.
+extern "C" __attribute__((weak)) const char* __lsan_default_suppressions()
+{
+    return "leak:libfontconfig";
+}
+#endif
+
 uint32_t unicode_of(uint8_t byte)
 {
     static const uint16_t high[32] = {
