@@ -357,6 +357,12 @@ static bool draw_arc(HDC handle, const int box_points[4], POINT first, POINT sec
         ring.inside = chord_side(arc, ring.inside);
     else
         ring.inside.intersect(sector);
+    const PenObject& pen = *dc->state.pen.object;
+    if (kind == ArcKind::open && has_pen && !pen_is_thin(*dc, pen)) {
+        for (const POINT& ray : { arc.from, arc.to })  // round caps
+            ring.edge.unite(Region(stroke_area({ arc.on_curve(ray) }, false, pen_width(*dc, pen), pen,
+                                               dc->clip().extents())));
+    }
     if (kind != ArcKind::open) {
         if (has_pen)
             ring.edge.unite(side_lines(*dc, arc, kind));

@@ -184,3 +184,52 @@ TEST(Blit, scrolling_moves_and_tells_what_is_uncovered)
     EXPECT_EQ(box, area);
     DeleteObject(update);
 }
+
+TEST(Blit, a_solid_brush_on_one_bit_is_a_mix)
+{
+    const HBITMAP mono = CreateBitmap(16, 16, 1, 1, nullptr);
+    const HDC dc = CreateCompatibleDC(nullptr);
+    SelectObject(dc, mono);
+    const struct {
+        COLORREF color;
+        int white;  // of 256 pixels
+    } rows[] = { { RGB(0, 0, 0), 0 },         { RGB(255, 255, 255), 256 }, { RGB(128, 128, 128), 128 },
+                 { RGB(255, 0, 0), 76 },      { RGB(0, 255, 0), 152 },     { RGB(1, 1, 1), 0 } };
+    for (const auto& row : rows) {
+        const HBRUSH brush = CreateSolidBrush(row.color);
+        FillRect(dc, { 0, 0, 16, 16 }, brush);
+        DeleteObject(brush);
+        int white = 0;
+        for (int i = 0; i < 256; i++)
+            white += GetPixel(dc, i % 16, i / 16) == RGB(255, 255, 255);
+        EXPECT_EQ(white, row.white) << row.color;
+    }
+    // The brush origin moves the mix; a pen is never mixed.
+    SetBrushOrgEx(dc, 1, 0, nullptr);
+    const HBRUSH dark = CreateSolidBrush(RGB(4, 4, 4));
+    FillRect(dc, { 0, 0, 16, 16 }, dark);
+    EXPECT_EQ(GetPixel(dc, 0, 0), RGB(0, 0, 0));
+    EXPECT_EQ(GetPixel(dc, 1, 0), RGB(255, 255, 255));
+    const HPEN pen = CreatePen(PS_SOLID, 1, RGB(128, 128, 128));
+    SelectObject(dc, pen);
+    LineTo(dc, 16, 0);
+    for (int i = 0; i < 16; i++)
+        EXPECT_EQ(GetPixel(dc, i, 0), RGB(0, 0, 0));
+    DeleteDC(dc);
+    for (const HGDIOBJ object : { HGDIOBJ(mono), HGDIOBJ(dark), HGDIOBJ(pen) })
+        DeleteObject(object);
+}
+
+TEST(Blit, parts_of_the_source_that_are_not_there_leave_the_target_alone)
+{
+    Canvas source(4, 4), target(8, 8);
+    source.clear(0);
+    BitBlt(target.dc, 0, 0, 8, 8, source.dc, -2, 1, SRCCOPY);
+    EXPECT_EQ(target.art(), "..####..\n..####..\n..####..\n........\n"
+                            "........\n........\n........\n........\n");
+    target.clear(RGB(255, 255, 255));
+    SetStretchBltMode(target.dc, COLORONCOLOR);
+    StretchBlt(target.dc, 0, 0, 8, 8, source.dc, 2, 2, 4, 4, SRCCOPY);
+    EXPECT_EQ(target.art(), "####....\n####....\n####....\n####....\n"
+                            "........\n........\n........\n........\n");
+}
