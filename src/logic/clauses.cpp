@@ -1,5 +1,5 @@
-// Clauses under their symbol. A predicate is a list of clauses, the newest first, with the predicate's
-// tag on its first pair; a clause is a function node whose flags count its variables.
+// Clauses under their symbol. A predicate is a list of clauses, the newest first, with the
+// predicate's tag on its first pair; a clause is a function node whose flags count its variables.
 #include "kernel/evaluator.h"
 #include "kernel/primitive.h"
 #include "kernel/symbols.h"
@@ -35,8 +35,8 @@ static Value defclause(Value args)
     return add_clause(args);
 }
 
-// The clause of a list made at run time gets variables of its own: those in the list may belong to the
-// function that made it, and are numbered anew for the clause.
+// The clause of a list made at run time gets variables of its own: those in the list may belong to
+// the function that made it, and are numbered anew for the clause.
 static Value with_own_variables(Value v)
 {
     check_stack();

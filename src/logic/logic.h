@@ -1,12 +1,12 @@
-// The logic engine: clauses kept under a symbol, a depth-first proof of a query form, and the matching
-// of Lisp data against source text.
+// The logic engine: clauses kept under a symbol, a depth-first proof of a query form, and the
+// matching of Lisp data against source text.
 #pragma once
 
 #include "kernel/errors.h"
 #include "kernel/frames.h"
 
-// What a cut throws when no predicate call of its own proof can take it: it goes on through the Lisp
-// frames to the nearest predicate call of the proof around them.
+// What a cut throws when no predicate call of its own proof can take it: it goes on through the
+// Lisp frames to the nearest predicate call of the proof around them.
 struct CutClass : NonLocalExit {};
 
 // Proves form, a call of predicate, with the locals of frame as the query's variables: t with the

@@ -1,7 +1,8 @@
 // The proof: depth first, first solution, newest clause first. The goals still to prove are passed
 // down as a chain; while a predicate has clauses left to try, the rest of the proof runs inside the
-// try of one, on the machine stack, so that failing back is a plain return. The last clause that can
-// match needs no way back: it takes its caller's place in the loop, and only its variables stay.
+// try of one, on the machine stack, so that failing back is a plain return. The last clause that
+// can match needs no way back: it takes its caller's place in the loop, and only its variables
+// stay.
 #include <alloca.h>
 
 #include <new>
@@ -102,8 +103,8 @@ static bool is_term(Value v)
     }
 }
 
-// The list of terms that a goal hands to its predicate: variables as they are, every other item by its
-// value, and what stands in the tail as it is. end_of_args when a cut came out of an item.
+// The list of terms that a goal hands to its predicate: variables as they are, every other item by
+// its value, and what stands in the tail as it is. end_of_args when a cut came out of an item.
 static Value goal_terms(Value items, Scope* scope)
 {
     Value list = items;
@@ -168,8 +169,8 @@ static Value skip_clauses(Value clauses, const FirstArgument& first)
 
 enum class Outcome { failed, proved, cut };
 
-// The rest of a proof: what follows in a body, and what follows that. The last of the chain holds the
-// query itself and marks the end.
+// The rest of a proof: what follows in a body, and what follows that. The last of the chain holds
+// the query itself and marks the end.
 struct Goals {
     Value list;
     Scope* scope;
@@ -198,7 +199,8 @@ struct ChoicePoint {
     Value* const stack = lisp_sp;
 };
 
-// Tries all but the last of the clauses in tries of their own. failed: the last one is left in *next.
+// Tries all but the last of the clauses in tries of their own. failed: the last one is left in
+// *next.
 [[gnu::noinline]] static Outcome try_but_last(Value clauses, const FirstArgument& first, bool whole,
                                               Try* next, const Goals* rest)
 {
@@ -258,9 +260,9 @@ static Value clause_goal_predicate(Value x, Scope* scope)
 // The proof is complete: the query's variables get values that Lisp can read.
 static void finish(const Goals* sentinel);
 
-// Proves the rest, after the first clause if one is given. A cut that fails back goes to the nearest
-// predicate call that is still open: in this loop once one was entered here (its failure is then that
-// of the loop), else further out.
+// Proves the rest, after the first clause if one is given. A cut that fails back goes to the
+// nearest predicate call that is still open: in this loop once one was entered here (its failure is
+// then that of the loop), else further out.
 static Outcome solve(const Try* first, const Goals* rest)
 {
     const ScopeGuard guard;
@@ -336,7 +338,8 @@ static Outcome solve(const Try* first, const Goals* rest)
 
 // ---- Queries
 
-// The scope of a query, and what is put back when it ends: in failure and in a throw the bindings too.
+// The scope of a query, and what is put back when it ends: in failure and in a throw the bindings
+// too.
 struct QueryFrame : StackFrame {
     explicit QueryFrame(LambdaFrame* lambda)
         : scope{ lambda->locals, lambda->local_count, nil, newest_scope, lambda }

@@ -1,6 +1,6 @@
-// Terms of a proof. A term that holds variables means something together with its scope only: the run
-// of words on the Lisp stack where these variables are read. Terms are shared, never copied, until
-// a proof is complete.
+// Terms of a proof. A term that holds variables means something together with its scope only: the
+// run of words on the Lisp stack where these variables are read. Terms are shared, never copied,
+// until a proof is complete.
 #pragma once
 
 #include "kernel/frames.h"
@@ -25,8 +25,8 @@ void close_scope();
 
 // ---- Cells
 //
-// A reference cell is a node of the term and a box; the box holds the address of the scope, its high
-// bits beside the header in the car. It is emptied when the scope ends.
+// A reference cell is a node of the term and a box; the box holds the address of the scope, its
+// high bits beside the header in the car. It is emptied when the scope ends.
 
 [[noreturn]] void scope_gone(Value cell);  // error 2 with the term
 
@@ -42,7 +42,8 @@ inline Scope* scope_of(Value cell)
 
 // ---- Terms
 
-// Where the variable's value stands, or null when the scope has no such variable: it is then an atom.
+// Where the variable's value stands, or null when the scope has no such variable: it is then an
+// atom.
 Value* distant_slot_of(Value variable, Scope* scope);
 
 inline Value* slot_of(Value variable, Scope* scope)
@@ -97,8 +98,8 @@ inline void Term::follow()
 
 // ---- Unification
 
-// Makes both terms one by binding variables; a stands in the clause, b in the call. False leaves the
-// bindings made so far: those of the caller's side stand on the trail.
+// Makes both terms one by binding variables; a stands in the clause, b in the call. False leaves
+// the bindings made so far: those of the caller's side stand on the trail.
 bool unify(Value a, Scope* scope_a, Value b, Scope* scope_b);
 
 // Takes back the bindings that the trail holds down to mark.
@@ -113,8 +114,8 @@ void resolve_variables(Value form, Scope* scope);
 // own words on the Lisp stack.
 void resolve_trailed(uint32_t* mark, const Value* first_own, const Scope* query);
 
-// Tells that a walk comes by a place again, without memory of all of them (Brent's method). Short walks
-// cost a count only.
+// Tells that a walk comes by a place again, without memory of all of them (Brent's method). Short
+// walks cost a count only.
 class LoopWatch {
 public:
     bool repeats(Value a, const void* scope_a, Value b = nil, const void* scope_b = nullptr)

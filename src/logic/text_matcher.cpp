@@ -1,5 +1,5 @@
-// Patterns of Lisp data against expressions in a buffer of source text. An expression is known by its
-// offsets, from its first byte to behind its last; nothing is read outside the buffer.
+// Patterns of Lisp data against expressions in a buffer of source text. An expression is known by
+// its offsets, from its first byte to behind its last; nothing is read outside the buffer.
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -240,8 +240,8 @@ bool TextMatcher::matches_items(Value pattern, int32_t place)
     return pattern == nil ? !buffer_.read(place).exists() : matches_tail(pattern, place);
 }
 
-// The wildcard that begins the pattern takes the shortest run of expressions behind which the rest of
-// the pattern matches, or what is left when it stands last.
+// The wildcard that begins the pattern takes the shortest run of expressions behind which the rest
+// of the pattern matches, or what is left when it stands last.
 bool TextMatcher::matches_run(Value pattern, int32_t place)
 {
     const Value wildcard = car_of(pattern);
@@ -340,15 +340,16 @@ static Value buffer_get_string(Value pointer, Value start, Value end)
 
 static const Primitive matcher_primitives[] = {
     { "search-symbolic", search_symbolic,
-      "(search-symbolic patterns pointer length start end skip?): (pattern start . end) of the first "
-      "expression behind the one from start to end, and inside it, that a pattern matches, or nil; "
-      "with skip?, expressions that don't match are stepped over" },
+      "(search-symbolic patterns pointer length start end skip?): (pattern start . end) of the "
+      "first expression behind the one from start to end, and inside it, that a pattern "
+      "matches, or nil; with skip?, expressions that don't match are stepped over" },
     { "unify-expr", unify_expr,
-      "(unify-expr pattern pointer length start end): the list of (wildcard start . end) in order of "
-      "matching the expression from start to end; what was bound until then when it does not match" },
+      "(unify-expr pattern pointer length start end): the list of (wildcard start . end) in order "
+      "of matching the expression from start to end; what was bound until then when it does not "
+      "match" },
     { "buffer-get-string", buffer_get_string,
-      "(buffer-get-string pointer start end): the bytes between two offsets as a string; error 2 when "
-      "they are not memory that can be read" },
+      "(buffer-get-string pointer start end): the bytes between two offsets as a string; error 2 "
+      "when they are not memory that can be read" },
 };
 
 void init_text_matcher()

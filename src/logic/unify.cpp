@@ -76,8 +76,8 @@ void undo_trail(uint32_t* mark)
 
 // ---- Unification
 
-// Symbols and immediate integers are equal to no other among themselves. Strings, other numbers and the
-// like have to be looked into, and a string may be equal to a symbol.
+// Symbols and immediate integers are equal to no other among themselves. Strings, other numbers and
+// the like have to be looked into, and a string may be equal to a symbol.
 static inline bool is_name(Value v)
 {
     return is_symbol(v) || is_fixnum(v);
@@ -94,8 +94,8 @@ static inline bool stands_alone(Value v)
     return !is_pair(v) && v.tag() != kTagVariable;
 }
 
-// The common items of a pattern without a call: atoms, and variables that the try meets first. False
-// when the item takes unify itself; otherwise *agree says how it came out.
+// The common items of a pattern without a call: atoms, and variables that the try meets first.
+// False when the item takes unify itself; otherwise *agree says how it came out.
 static inline bool unify_simple(Value a, Scope* scope_a, Value b, Scope* scope_b, bool* agree)
 {
     if (a.tag() == kTagVariable) {

@@ -20,7 +20,8 @@ struct ProcessList {
 static ProcessList process_list;
 static std::unordered_set<Process*> all_processes;  // with those that are not in the list
 
-// The millisecond clock wraps after 49 days; the ticks made here go on counting and wrap at 32 bits.
+// The millisecond clock wraps after 49 days; the ticks made here go on counting and wrap at 32
+// bits.
 static uint32_t now_ticks()
 {
     static uint32_t last_ms;
@@ -195,7 +196,8 @@ void give_time()
         delete_process(process_list.head);
     Process* const process = process_list.head;
     const uint32_t now = now_ticks();
-    if (!process || process->running || process->suspended || ticks_until(process->wake_up, now) > 0)
+    if (!process || process->running || process->suspended ||
+        ticks_until(process->wake_up, now) > 0)
         return;
     process->run(now);
     if (process->dead)
@@ -446,28 +448,35 @@ static const Primitive process_primitives[] = {
     { "kill-process", kill_process,
       "(kill-process process): deletes it, after its run when it is running" },
     { "get-processes", get_processes, "(get-processes): the scheduled processes, soonest first" },
-    { "cleanup-processes", cleanup_processes, "(cleanup-processes): deletes those that have ended" },
-    { "find-process", find_process, "(find-process name): the first scheduled one so named, or nil" },
+    { "cleanup-processes", cleanup_processes,
+      "(cleanup-processes): deletes those that have ended" },
+    { "find-process", find_process,
+      "(find-process name): the first scheduled one so named, or nil" },
     { "reset-process", reset_process,
       "(reset-process process): its next run is a quantum from now; its place in the list stays" },
     { "wake-up-process", wake_up_process, "(wake-up-process process): its next run is now" },
     { "suspend-process", suspend_process,
       "(suspend-process process): it does not run, and at the head of the list holds the others" },
     { "resume-process", resume_process, "(resume-process process): ends suspend-process" },
-    { "process-suspended?", process_suspended_p, "(process-suspended? process): whether suspended" },
+    { "process-suspended?", process_suspended_p,
+      "(process-suspended? process): whether suspended" },
     { "get-process-suspended?", process_suspended_p,
       "(get-process-suspended? process): whether suspended" },
     { "get-process-running?", get_process_running_p,
       "(get-process-running? process): whether its function is being called" },
     { "get-process-name", get_process_name, "(get-process-name process): its name" },
-    { "get-process-function", get_process_function, "(get-process-function process): its function" },
+    { "get-process-function", get_process_function,
+      "(get-process-function process): its function" },
     { "get-process-context", get_process_context,
       "(get-process-context process): the object current while it runs, or nil" },
-    { "get-process-quantum", get_process_quantum, "(get-process-quantum process): its ticks between runs" },
-    { "get-process-wake-up", get_process_wake_up, "(get-process-wake-up process): tick of its next run" },
+    { "get-process-quantum", get_process_quantum,
+      "(get-process-quantum process): its ticks between runs" },
+    { "get-process-wake-up", get_process_wake_up,
+      "(get-process-wake-up process): tick of its next run" },
     { "set-process-quantum", set_process_quantum,
       "(set-process-quantum process quantum): the next run moves by the difference" },
-    { "give-time", give_time_primitive, "(give-time): runs the first process if its time has come" },
+    { "give-time", give_time_primitive,
+      "(give-time): runs the first process if its time has come" },
 };
 
 void init_processes()

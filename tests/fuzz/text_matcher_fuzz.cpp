@@ -42,7 +42,8 @@ static void search(const uint8_t* data, size_t size)
     Value start = make_fixnum(0), end = start;
     int32_t last = -1;
     for (;;) {
-        const Value hit = call_value(intern("search-symbolic"), any, buffer, bytes, start, end, nil);
+        const Value hit =
+            call_value(intern("search-symbolic"), any, buffer, bytes, start, end, nil);
         if (hit == nil)
             break;
         start = car_of(cdr_of(hit));

@@ -1,5 +1,5 @@
-// Proofs that are too long for one of the stacks: an orderly error, and all stacks as before. And what
-// a long proof owes the rest of the program: it polls at each goal.
+// Proofs that are too long for one of the stacks: an orderly error, and all stacks as before. And
+// what a long proof owes the rest of the program: it polls at each goal.
 #include <gtest/gtest.h>
 
 #include "kernel/collector.h"
@@ -60,7 +60,7 @@ TEST(limits, a_proof_with_choices_all_the_way_down_ends_at_the_machine_stack)
 
 static int polls;
 
-// As when a goal has taken a while: the helper's signal has come, and the clock has moved on.
+// As when a goal has taken a while: the timer's signal has come, and the clock has moved on.
 static Value take_a_while()
 {
     advance_virtual_clock(200);

@@ -1,6 +1,6 @@
-// A plain prover to hold the engine against: it copies each clause it tries, binds through one table,
-// and takes back every binding. Its cut is an exception, thrown when what follows it has failed and
-// caught by the innermost predicate call that is still active.
+// A plain prover to hold the engine against: it copies each clause it tries, binds through one
+// table, and takes back every binding. Its cut is an exception, thrown when what follows it has
+// failed and caught by the innermost predicate call that is still active.
 #pragma once
 
 #include <map>

@@ -42,7 +42,8 @@ public:
 
     TermPtr unary(const char* name, TermPtr argument)
     {
-        return make_pair_term(make_atom(name), make_pair_term(std::move(argument), make_atom("()")));
+        const TermPtr list = make_pair_term(std::move(argument), make_atom("()"));
+        return make_pair_term(make_atom(name), list);
     }
 
     TermPtr goal(int of)

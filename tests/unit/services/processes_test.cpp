@@ -1,5 +1,5 @@
-// What a table of primitives can't reach: refused memory, the end of a run, and long histories of the
-// list against a plain model of it.
+// What a table of primitives can't reach: refused memory, the end of a run, and long histories of
+// the list against a plain model of it.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -15,7 +15,8 @@
 
 static Value make_process(const char* name)
 {
-    return call_value(intern("new-process"), intern("void"), intern(name), make_fixnum(1), nil, nil, nil);
+    return call_value(intern("new-process"), intern("void"), intern(name), make_fixnum(1), nil,
+                      nil, nil);
 }
 
 static SpaceSizes sizes()
@@ -202,8 +203,9 @@ private:
     {
         const int32_t quantum = static_cast<int32_t>(below(12));
         const bool delayed = below(2), once = below(4) == 0;
-        const Value process = call_value(intern("new-process"), name_of(id), nil, make_fixnum(quantum),
-                                         boolean(delayed), boolean(once), nil);
+        const Value process = call_value(intern("new-process"), name_of(id), nil,
+                                         make_fixnum(quantum), boolean(delayed),
+                                         boolean(once), nil);
         call_value(intern("run-process"), process);
         const uint32_t wait = delayed ? static_cast<uint32_t>(quantum) : 0;
         model_.insert({ id, quantum, model_.now + wait, delayed, once, false });
