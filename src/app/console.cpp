@@ -21,17 +21,22 @@
 #include "kernel/reader.h"
 #include "kernel/symbols.h"
 #include "library/streams.h"
-#include "platform/host/dialogs.h"
+#include "platform/host/host.h"
 #include "platform/text_encoding.h"
 
 // ---- Output
 
+// Alerts of other kinds than internal errors: want of memory ends a form without an error.
+static int alerts_shown;
+
 // The loop tells the error of a form itself, when it has caught the throw.
-static int answer_alert(int id, const char* p0, const char*, const char*, const char*)
+static int answer_alert(int id, const char* p0, const char* p1, const char* p2, const char* p3)
 {
-    if (id / 100 != kDialogInternalError / 100)
-        tell_terminal(p0);
-    return 1;
+    if (id / 100 == kDialogInternalError / 100)
+        return 1;
+    ++alerts_shown;
+    flush_terminal();
+    return show_alert(id, p0, p1, p2, p3);
 }
 
 // ---- Back traces: what was running when an error was reported, told when nothing took it.
@@ -133,7 +138,7 @@ void open_console()
 
 namespace {
 
-enum class Step { done, failed, ended };
+enum class Step { done, failed, cut_off, ended };
 
 // Puts the characters of an outer loop back.
 struct CharactersFrame {
@@ -181,6 +186,7 @@ static void note_place(Value form)
 static Step evaluate_next_form(ShowValues show)
 {
     const uint32_t errors_before = error_count();
+    const int alerts_before = alerts_shown;
     const SavedState state;
     const Output shown = output;
     CatchFrame frame(intern("toplevel"));
@@ -206,7 +212,11 @@ static Step evaluate_next_form(ShowValues show)
         state.restore();
         output = shown;
     }
-    return error_count() > errors_before ? Step::failed : Step::done;
+    if (error_count() == errors_before)
+        return alerts_shown > alerts_before ? Step::cut_off : Step::done;
+    tell_terminal(last_error().message);
+    tell_back_trace();
+    return Step::failed;
 }
 
 int evaluate_lines(LineSource& source, ShowValues show)
@@ -220,11 +230,8 @@ int evaluate_lines(LineSource& source, ShowValues show)
         const Step step = evaluate_next_form(show);
         if (step == Step::ended)
             return errors;
-        if (step == Step::failed) {
+        if (step != Step::done)
             ++errors;
-            tell_terminal(last_error().message);
-            tell_back_trace();
-        }
     }
 }
 

@@ -46,7 +46,13 @@ class Console(ProgramTest):
 
     def test_endless_recursion_ends_in_an_error(self):
         out, err, status = self.repl("-e", "(define (f _n) (+ 1 (f _n)))", "-e", "(f 1)", "-e", "(+ 1 1)")
-        self.assertEqual((out, err, status), ("f\n2\n", "Error: stack overflow\n", 1))
+        self.assertEqual((out, status), ("f\n2\n", 1))
+        self.assertRegex(err, r"^Error: stack overflow\n  in f, \d{5,} deep\n$")
+
+    def test_running_out_of_memory_ends_the_form_only(self):
+        out, err, status = self.repl("-e", "(define all nil)", "-e", "(while t (set! all (cons 1 all)))",
+                                     "-e", "(define all nil)", "-e", "(length (list 1 2))")
+        self.assertEqual((out, err, status), ("all\nall\n2\n", "Out of Memory\n", 1))
 
     def test_quit_ends_with_what_was_printed_so_far(self):
         out, _, status = self.repl("-e", "(prin 1)", "-e", "(quit)", "-e", "2")
