@@ -22,6 +22,7 @@
 #include "kernel/symbols.h"
 #include "library/streams.h"
 #include "platform/host/host.h"
+#include "platform/poll_timer.h"
 #include "platform/text_encoding.h"
 
 // ---- Output
@@ -183,6 +184,8 @@ static void note_place(Value form)
         note_definitions(form, file + ":" + std::to_string(characters->form_line), 1);
 }
 
+static volatile bool interrupted;  // by the user, at a terminal
+
 static Step evaluate_next_form(ShowValues show)
 {
     const uint32_t errors_before = error_count();
@@ -200,6 +203,7 @@ static Step evaluate_next_form(ShowValues show)
         if (form.tag() == kTagAddress)
             raise_error(kErrorSyntax);
         note_place(form);
+        interrupted = false;
         const Value result = eval_toplevel(form);
         if (show == ShowValues::yes)
             show_value(result);
@@ -326,8 +330,34 @@ int evaluate_standard_input(ShowValues show)
     return evaluate_lines(source, show);
 }
 
+// ---- The user's interrupt
+
+static void (*poll_events_before)();
+
+static void note_interrupt()
+{
+    interrupted = true;
+    request_poll();
+}
+
+static void poll_interrupt()
+{
+    if (interrupted) {
+        interrupted = false;
+        raise_message_error("interrupted");
+    }
+    poll_events_before();
+}
+
 int evaluate_terminal()
 {
+    poll_events_before = hooks.poll_events;
+    hooks.poll_events = poll_interrupt;
+    on_interrupt(note_interrupt);
+    start_poll_timer(request_poll);
     Terminal source;
-    return evaluate_lines(source, ShowValues::yes);
+    const int errors = evaluate_lines(source, ShowValues::yes);
+    stop_poll_timer();
+    on_interrupt(nullptr);
+    return errors;
 }

@@ -15,6 +15,7 @@
 #include "kernel/hooks.h"
 #include "kernel/symbols.h"
 #include "platform/file_paths.h"
+#include "platform/poll_timer.h"
 #include "platform/text_encoding.h"
 #include "platform/zone.h"
 #include "storage/handles.h"
@@ -109,7 +110,9 @@ static int boot(const Options& options)
     if (!movies_are_there())
         return 1;
     note_boot_start();
+    start_poll_timer(request_poll);
     const int status = run_program(image_sizes().machine_stack, [&] { return run_application(options); });
+    stop_poll_timer();
     flush_terminal();
     host->close_frame();
     stop_modules();

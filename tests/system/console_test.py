@@ -1,4 +1,10 @@
-from programs import ProgramTest
+import os
+import pty
+import select
+import signal
+import time
+
+from programs import BUILD, ProgramTest
 
 
 class Console(ProgramTest):
@@ -99,3 +105,46 @@ class Console(ProgramTest):
         self.assertEqual(self.repl("--nonsense")[2], 2)
         self.assertEqual(self.repl("-e")[2], 2)
         self.assertEqual(self.repl("missing.lisp")[2], 1)
+
+
+class Terminal(ProgramTest):
+    def setUp(self):
+        super().setUp()
+        self.process, self.terminal = pty.fork()
+        if self.process == 0:
+            os.environ.update(HOME=str(self.folder), TERM="dumb")
+            os.execv(BUILD / "kalvex-repl", ["kalvex-repl"])
+
+    def read_until(self, text):
+        seen = b""
+        end = time.monotonic() + 20
+        while text.encode() not in seen and time.monotonic() < end:
+            if select.select([self.terminal], [], [], 0.2)[0]:
+                seen += os.read(self.terminal, 4096)
+        self.assertIn(text, seen.decode(errors="replace"))
+        return seen.decode(errors="replace")
+
+    def type(self, text):
+        os.write(self.terminal, text.encode())
+
+    def test_forms_may_run_over_lines_and_the_history_is_kept(self):
+        self.read_until("kalvex> ")
+        self.type("(list 1\n")
+        self.read_until("... ")
+        self.type("(+ 1 1))\n")
+        self.read_until("\n(1 2)")
+        self.type("(quit)\n")
+        _, status = os.waitpid(self.process, 0)
+        self.assertEqual(os.waitstatus_to_exitcode(status), 0)
+        self.assertIn("+", (self.folder / ".kalvex_history").read_text())
+
+    def test_an_interrupt_ends_the_form_that_runs(self):
+        self.read_until("kalvex> ")
+        self.type("(while t (list 1))\n")
+        time.sleep(0.3)
+        os.kill(self.process, signal.SIGINT)
+        self.read_until("Error: interrupted")
+        self.type("(+ 40 2)\n")
+        self.read_until("\n42")
+        self.type("\x04")
+        self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(self.process, 0)[1]), 1)
