@@ -67,7 +67,8 @@ FaultAnswer AskFileFault(FileChange change)
     faults.struck = true;
     const bool first = faults.changes == faults.nth;
     return faults.fault == FileFault::torn && first && change == FileChange::write
-               ? FaultAnswer::half : FaultAnswer::fail;
+               ? FaultAnswer::half
+               : FaultAnswer::fail;
 }
 
 bool WatchingUnsynced()

@@ -1,5 +1,6 @@
-// For tests: makes the nth change of any file fail, as a full disk, a death of the process or a loss
-// of power would. A change is a write, a truncation, a sync, a creation, a deletion or a renaming.
+// For tests: makes the nth change of any file fail, as a full disk, a death of the process or a
+// loss of power would. A change is a write, a truncation, a sync, a creation, a deletion or a
+// renaming.
 #pragma once
 
 #include <cstdint>
@@ -18,8 +19,8 @@ void SetFileFault(FileFault fault, uint32_t nth, bool watch_unsynced = false);
 uint32_t FileChangesSoFar();
 bool FileFaultStruck();
 
-// The power fails now: of the changes that were not synced, those that the seed picks are undone, in
-// reverse order; with a seed of 0 all are. Call it when every file is closed.
+// The power fails now: of the changes that were not synced, those that the seed picks are undone,
+// in reverse order; with a seed of 0 all are. Call it when every file is closed.
 void LosePower(uint32_t seed);
 
 // With true a sync counts as done without the disk being asked: tests have no need to wait for it.

@@ -72,7 +72,8 @@ bool GetFileInfo(const char* path, FileInfo& info)
     info.accessed = file_time(found.stx_atime.tv_sec, found.stx_atime.tv_nsec);
     info.written = file_time(found.stx_mtime.tv_sec, found.stx_mtime.tv_nsec);
     info.created = found.stx_mask & STATX_BTIME
-                       ? file_time(found.stx_btime.tv_sec, found.stx_btime.tv_nsec) : info.written;
+                       ? file_time(found.stx_btime.tv_sec, found.stx_btime.tv_nsec)
+                       : info.written;
     FileTime kept;
     if (getxattr(host.c_str(), kCreatedMark, &kept, sizeof kept) == sizeof kept)
         info.created = kept;
@@ -232,8 +233,7 @@ bool IsReadOnlyDisc(const char* path)
     struct statfs found;
     if (statfs(host_path(path).c_str(), &found) != 0)
         return false;
-    return found.f_type == kIso9660 ||
-           (found.f_type == kUdf && (found.f_flags & ST_RDONLY) != 0);
+    return found.f_type == kIso9660 || (found.f_type == kUdf && (found.f_flags & ST_RDONLY) != 0);
 }
 
 bool ReplaceFileA(const char* from, const char* to)
@@ -255,8 +255,8 @@ static uint32_t little(const uint8_t* at, int bytes)
     return value;
 }
 
-// The local base path of a shell link file: a header of 76 bytes, an item list if flag 1 is set, then,
-// if flag 2 is set, the link info with the path's offset at byte 16.
+// The local base path of a shell link file: a header of 76 bytes, an item list if flag 1 is set,
+// then, if flag 2 is set, the link info with the path's offset at byte 16.
 static std::string shell_link_target(const std::string& path)
 {
     std::vector<uint8_t> bytes(65536);

@@ -271,7 +271,8 @@ int64_t SetFilePointer(FileHandle handle, int64_t distance, FileOrigin origin)
     if (file == nullptr)
         return -1;
     const int whence = origin == FileOrigin::start ? SEEK_SET
-                       : origin == FileOrigin::end ? SEEK_END : SEEK_CUR;
+                       : origin == FileOrigin::end ? SEEK_END
+                                                   : SEEK_CUR;
     const off_t position = lseek(file->descriptor, distance, whence);
     if (position < 0)
         failed_by_errno();
@@ -331,7 +332,8 @@ bool SetFileLock(FileHandle handle, FileLock lock, FileLockMode mode)
         return false;
     struct flock range = {};
     range.l_type = mode == FileLockMode::none     ? F_UNLCK
-                   : mode == FileLockMode::shared ? F_RDLCK : F_WRLCK;
+                   : mode == FileLockMode::shared ? F_RDLCK
+                                                  : F_WRLCK;
     range.l_whence = SEEK_SET;
     range.l_start = kLockOffset + (lock == FileLock::update ? 1 : 0);
     range.l_len = 1;
@@ -381,7 +383,8 @@ bool FlushFolderOf(const char* path)
     const std::string host = host_path(path);
     const size_t slash = host.rfind('/');
     const std::string folder = slash == std::string::npos ? "."
-                               : slash == 0               ? "/" : host.substr(0, slash);
+                               : slash == 0               ? "/"
+                                                          : host.substr(0, slash);
     if (refused(FileChange::sync))
         return false;
     const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);

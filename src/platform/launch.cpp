@@ -76,7 +76,9 @@ static std::string exec_word(const std::string& path)
 {
     std::string word = "\"";
     for (const char c : path) {
-        if (strchr("\"`$\\", c) != nullptr)
+        if (c == '\\')
+            word += "\\\\\\"; // a backslash is escaped at both levels
+        else if (strchr("\"`$", c) != nullptr)
             word += "\\\\";
         else if (c == '%')
             word += '%';
@@ -91,8 +93,7 @@ bool AddProgramItem(const std::string& program, const std::string& group, const 
     const std::string target = std::filesystem::absolute(host_path(program)).string();
     if (!is_plain_name(name) || target.find('\n') != std::string::npos || !AddProgramGroup(group))
         return false;
-    const std::filesystem::path entry =
-        menu_folder() / host_file_name(group) / (name + ".desktop");
+    const std::filesystem::path entry = menu_folder() / host_file_name(group) / (name + ".desktop");
     std::error_code error;
     std::filesystem::remove(entry, error);
     std::ofstream stream(entry);

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string>
 
-// Starts a program with up to one argument, or opens a document with the program that the desktop has
-// for it. The process's number, 0 when it could not be started.
+// Starts a program with up to one argument, or opens a document with the program that the desktop
+// has for it. The process's number, 0 when it could not be started.
 uint32_t LaunchProgram(const std::string& program, const std::string& argument);
 uint32_t OpenDocument(const std::string& document);
 bool ProgramRuns(uint32_t process);

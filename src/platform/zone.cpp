@@ -172,8 +172,8 @@ static uint32_t find_free_block(uint32_t size)
         SizeClass place = own;
         uint32_t bits = own.index == 31 ? 0 : zone.classes[own.level] & (~0u << (own.index + 1));
         if (bits == 0) {
-            const uint32_t levels = own.level + 1 == kLevels
-                                        ? 0 : zone.levels & (~0u << (own.level + 1));
+            const uint32_t levels =
+                own.level + 1 == kLevels ? 0 : zone.levels & (~0u << (own.level + 1));
             if (levels == 0)
                 return 0;
             place.level = std::countr_zero(levels);
@@ -370,7 +370,8 @@ ZoneAddress zone_reallocate(ZoneAddress payload, uint32_t asked)
 uint32_t zone_block_size(ZoneAddress payload)
 {
     return payload >= kHeader && is_used_block(payload - kHeader)
-               ? block_at(payload - kHeader)->asked : 0;
+               ? block_at(payload - kHeader)->asked
+               : 0;
 }
 
 uint32_t zone_available()
@@ -405,8 +406,8 @@ void zone_open()
 {
     if (zone_base != nullptr)
         return;
-    void* got = mmap(nullptr, 2 * kZoneSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE,
-                     -1, 0);
+    void* got =
+        mmap(nullptr, 2 * kZoneSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (got == MAP_FAILED) {
         fprintf(stderr, "kalvex: 4 GiB of address space are needed and cannot be had\n");
         exit(1);

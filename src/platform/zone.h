@@ -9,8 +9,8 @@
 
 using ZoneAddress = uint32_t;
 
-extern uint8_t* zone_base;       // machine address of zone address 0; set by zone_open
-extern uint32_t zone_committed;  // every address in [kZoneFirst, zone_committed) is readable memory
+extern uint8_t* zone_base;      // machine address of zone address 0; set by zone_open
+extern uint32_t zone_committed; // every address in [kZoneFirst, zone_committed) is readable memory
 
 constexpr ZoneAddress kZoneFirst = 0x10000;
 

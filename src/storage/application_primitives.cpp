@@ -140,8 +140,10 @@ static Value set_open_directory(Value pathname)
 
 static const Primitive application_primitives[] = {
     { "launch-application", launch_application,
-      "(launch-application program document quit): starts a program, with a document if there is one, "
-      "or opens a document when program is nil. Pointer to the process, or nil; a true quit ends this "
+      "(launch-application program document quit): starts a program, with a document if there is "
+      "one, "
+      "or opens a document when program is nil. Pointer to the process, or nil; a true quit ends "
+      "this "
       "program" },
     { "application-running?", application_running_p,
       "(application-running? process): whether what launch-application started still runs" },
@@ -150,18 +152,22 @@ static const Primitive application_primitives[] = {
     { "add-program-group", add_program_group,
       "(add-program-group name): makes a folder in the user's menu of programs" },
     { "add-program-item", add_program_item,
-      "(add-program-item pathname group name): makes an entry in a folder of the menu that starts the "
+      "(add-program-item pathname group name): makes an entry in a folder of the menu that starts "
+      "the "
       "program; t, or nil on failure" },
     { "resolve-alias-file", resolve_alias_file,
-      "(resolve-alias-file pathname): where a link, or the shortcut of that name and \".lnk\", leads; a "
+      "(resolve-alias-file pathname): where a link, or the shortcut of that name and \".lnk\", "
+      "leads; a "
       "folder stands for itself; else nil" },
     { "resolve-alias", resolve_alias_file,
       "(resolve-alias pathname): the same as resolve-alias-file" },
     { "kalvex-choose-file", kalvex_choose_file,
-      "(kalvex-choose-file function prompt labels patterns): lets the user choose a file among those "
+      "(kalvex-choose-file function prompt labels patterns): lets the user choose a file among "
+      "those "
       "that match, and calls function with its pathname; throws to cancel" },
     { "kalvex-choose-new-file", kalvex_choose_new_file,
-      "(kalvex-choose-new-file function prompt name labels patterns): the same for a file to be made" },
+      "(kalvex-choose-new-file function prompt name labels patterns): the same for a file to be "
+      "made" },
     { "kalvex-choose-directory", kalvex_choose_directory,
       "(kalvex-choose-directory function start): the same for a folder" },
     { "set-open-directory", set_open_directory,

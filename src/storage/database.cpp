@@ -123,7 +123,8 @@ static int read_map(DatabaseFile& file, DatabaseFault& fault)
 static OpenMode open_mode(DatabaseMode mode)
 {
     return mode == DatabaseMode::read    ? OpenMode::read
-           : mode == DatabaseMode::write ? OpenMode::write : OpenMode::write_or_read;
+           : mode == DatabaseMode::write ? OpenMode::write
+                                         : OpenMode::write_or_read;
 }
 
 int OpenDatabase(const std::string& path, DatabaseMode mode, DatabaseId& opened,

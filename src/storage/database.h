@@ -1,6 +1,6 @@
-// Record databases: files of named, typed, time-stamped records (docs/formats/database.md). An open one
-// is known by a number that is never given twice. A record's Handle belongs to its database until it is
-// released or detached, or the database is closed.
+// Record databases: files of named, typed, time-stamped records (docs/formats/database.md). An open
+// one is known by a number that is never given twice. A record's Handle belongs to its database
+// until it is released or detached, or the database is closed.
 #pragma once
 
 #include <string>

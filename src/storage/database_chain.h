@@ -8,7 +8,8 @@
 
 constexpr uint32_t kDbHeaderSize = 256;
 constexpr uint32_t kDbMarkAt = 128; // the header's second half, which is kept and written back
-constexpr uint8_t kDbTextIsOurs = 0x40; // record attribute: the text is in the run-time's characters
+constexpr uint8_t kDbTextIsOurs =
+    0x40; // record attribute: the text is in the run-time's characters
 
 class RecordMap : public TypedMap<DatabaseLayout> {
 public:
@@ -65,7 +66,8 @@ DatabaseFile* database_file(DatabaseId database); // null: not open
 RecordFound find_record(Handle record);           // over all, newest first
 // The entry's Handle with its data, unless told to leave that away.
 int load_record_entry(DatabaseFile& file, ResPlace place, RecordLoad load, Handle& record);
-// Reads data that lies before the map; false if it does not, or if another process changed the file.
+// Reads data that lies before the map; false if it does not, or if another process changed the
+// file.
 bool read_record_data(DatabaseFile& file, uint32_t offset, void* bytes, uint32_t size);
 
 inline bool is_read_only(const DatabaseFile& file)

@@ -43,11 +43,10 @@ static CompactionPlan sort_records(DatabaseFile& file)
         if (changed && handle == 0)
             map.set_entry_attributes(place, map.entry_attributes(place) & ~kResChanged);
     });
-    std::stable_sort(plan.placed.begin(), plan.placed.end(),
-                     [](const PlacedRecord& a, const PlacedRecord& b) {
-                         return a.offset != b.offset ? a.offset < b.offset
-                                                     : a.size == 0 && b.size != 0;
-                     });
+    std::stable_sort(
+        plan.placed.begin(), plan.placed.end(), [](const PlacedRecord& a, const PlacedRecord& b) {
+            return a.offset != b.offset ? a.offset < b.offset : a.size == 0 && b.size != 0;
+        });
     std::reverse(plan.fresh.begin(), plan.fresh.end());
     return plan;
 }
@@ -160,7 +159,8 @@ int CompactDatabase(DatabaseId database)
     const std::vector<ByteRange> touched = { { 0, 16 },
                                              { kDbMarkAt, sizeof file.header },
                                              { first, UINT32_MAX - first } };
-    if (!SaveStored(file.stored, touched) || !move_placed(file, plan) || !write_fresh(file, plan, end))
+    if (!SaveStored(file.stored, touched) || !move_placed(file, plan) ||
+        !write_fresh(file, plan, end))
         return kDbFileFailed;
     file.map.set_extent(kDbHeaderSize + end, end);
     if (!write_database_map(file))

@@ -1,5 +1,5 @@
-// Record databases for Lisp. A database is a pointer of kind 12 to its number, a record one of kind 13
-// to its handle. Failures are errors of the databases' own family.
+// Record databases for Lisp. A database is a pointer of kind 12 to its number, a record one of kind
+// 13 to its handle. Failures are errors of the databases' own family.
 #include <vector>
 
 #include "kernel/errors.h"
@@ -10,6 +10,7 @@
 #include "storage/bytes.h"
 #include "storage/database.h"
 #include "storage/database_arguments.h"
+#include "storage/journal.h"
 #include "storage/pathname.h"
 #include "storage/storage_arguments.h"
 #include "storage/storage_primitives.h"
@@ -316,6 +317,34 @@ static Value remove_record(Value record)
     return no_value;
 }
 
+// ---- Safety ----
+
+static Value symbol_full;
+static Value symbol_process;
+static Value symbol_none;
+
+static Value sync_symbol()
+{
+    const StorageSync level = GetStorageSync();
+    return level == StorageSync::full      ? symbol_full
+           : level == StorageSync::process ? symbol_process
+                                           : symbol_none;
+}
+
+static Value set_storage_sync(Value level)
+{
+    const Value before = sync_symbol();
+    if (level == symbol_full)
+        SetStorageSync(StorageSync::full);
+    else if (level == symbol_process)
+        SetStorageSync(StorageSync::process);
+    else if (level == symbol_none)
+        SetStorageSync(StorageSync::none);
+    else if (is_true_flag(level))
+        raise_error(kErrorType, level);
+    return before;
+}
+
 static void print_record(Value pointer)
 {
     const Handle handle = resource_argument(pointer);
@@ -339,15 +368,18 @@ static const Primitive database_primitives[] = {
       "error 6 if it does not exist" },
     { "database?", database_p, "(database? pathname): whether the file is a database" },
     { "kalvex-open-database", kalvex_open_database,
-      "(kalvex-open-database pathname mode): opens a database; mode 0 for reading, 2 for writing, 1 for "
-      "writing if that is allowed. Error 1 for a file of another structure, a file error when it can't "
+      "(kalvex-open-database pathname mode): opens a database; mode 0 for reading, 2 for writing, "
+      "1 for "
+      "writing if that is allowed. Error 1 for a file of another structure, a file error when it "
+      "can't "
       "be opened" },
     { "kalvex-close-database", kalvex_close_database,
       "(kalvex-close-database database skip): writes changes, unless skip is true, and closes it" },
     { "compact-database", compact_database,
       "(compact-database database): rewrites the data without gaps; error 9 when it is read-only" },
     { "update-database", update_database,
-      "(update-database database): writes all changes; compacts when less than 70% of the data is in "
+      "(update-database database): writes all changes; compacts when less than 70% of the data is "
+      "in "
       "use and Compact-Databases? is true" },
     { "database-read-only?", database_read_only_p,
       "(database-read-only? database): whether it was opened for reading" },
@@ -370,7 +402,8 @@ static const Primitive database_primitives[] = {
     { "detach-record", detach_record,
       "(detach-record record): makes it a handle of its own, which the database forgets" },
     { "unique-record-id", unique_record_id,
-      "(unique-record-id type database...): id, from 0, that no record of the type has there; another "
+      "(unique-record-id type database...): id, from 0, that no record of the type has there; "
+      "another "
       "one at each call" },
     { "get-record-id", get_record_id, "(get-record-id record): its id" },
     { "get-record-name", get_record_name, "(get-record-name record): its name, empty for none" },
@@ -389,8 +422,15 @@ static const Primitive database_primitives[] = {
     { "changed-record", changed_record,
       "(changed-record record): has its data written at the next update; error 9 when read-only" },
     { "add-record", add_record,
-      "(add-record handle type id name database): makes the handle a record; error 7 for a null handle "
+      "(add-record handle type id name database): makes the handle a record; error 7 for a null "
+      "handle "
       "or one that is a record of this type, 9 when read-only" },
+    { "set-storage-sync", set_storage_sync,
+      "(set-storage-sync level): how safe updates of resource files and databases are from now on: "
+      "full "
+      "(the start), whole after a loss of power; process, whole when this program dies; none, "
+      "neither. "
+      "The level before; nil changes nothing" },
     { "remove-record", remove_record,
       "(remove-record record): takes it out and makes it a handle; error 8 when it is protected, 9 "
       "when read-only" },
@@ -399,6 +439,10 @@ static const Primitive database_primitives[] = {
 void init_databases()
 {
     symbol_compact_databases = intern("Compact-Databases?", symbol_t);
+    symbol_full = intern("full");
+    symbol_process = intern("process");
+    symbol_none = intern("none");
+    SetStorageSync(StorageSync::full);
     define_primitives(database_primitives);
     define_pointer_printer(kPointerRecord, print_record);
     init_typed_records();

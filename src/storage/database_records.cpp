@@ -70,8 +70,7 @@ static int read_into(DatabaseFile& file, ResPlace place, Handle handle)
             SetHandleSize(handle, 0);
             return kDbCannotRead;
         }
-        if (is_text_type(map.type_at(place.type)) &&
-            !(map.entry_attributes(place) & kDbTextIsOurs))
+        if (is_text_type(map.type_at(place.type)) && !(map.entry_attributes(place) & kDbTextIsOurs))
             convert_text(bytes, count);
     }
     if (map.entry_attributes(place) & kResPurgeable)

@@ -1,7 +1,7 @@
-// Writing databases back. As in a resource file the map is the last thing, new data is laid over it,
-// and a change is journaled from its first byte to the writing of the map. When a step of a change
-// that was open before fails, only the map in memory goes back; one that fails with its first step is
-// undone on disk too.
+// Writing databases back. As in a resource file the map is the last thing, new data is laid over
+// it, and a change is journaled from its first byte to the writing of the map. When a step of a
+// change that was open before fails, only the map in memory goes back; one that fails with its
+// first step is undone on disk too.
 #include <algorithm>
 #include <cstring>
 

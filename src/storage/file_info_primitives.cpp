@@ -220,7 +220,8 @@ static const Primitive file_info_primitives[] = {
     { "set-finder-info", set_finder_info,
       "(set-finder-info pathname pointer): sets type and creator from eight bytes" },
     { "copy-file-info", copy_file_info,
-      "(copy-file-info from to): gives a file another one's type, creator and times; nil on failure" },
+      "(copy-file-info from to): gives a file another one's type, creator and times; nil on "
+      "failure" },
     { "get-file-info", get_file_info,
       "(get-file-info pathname): memory pointer to 40 bytes: type, creator, 8 bytes, the times of "
       "creation, access and writing" },

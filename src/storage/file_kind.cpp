@@ -70,8 +70,7 @@ FileKind GetFileKind(const std::string& path)
     const FileFamily family = FamilyOfFile(path);
     if (family == FileFamily::other)
         return kind;
-    const KindPlaces places =
-        family == FileFamily::resource ? kResourcePlaces : kDatabasePlaces;
+    const KindPlaces places = family == FileFamily::resource ? kResourcePlaces : kDatabasePlaces;
     const FileHandle file =
         CreateFileA(path.c_str(), FileAccess::read, FileDisposition::open_existing);
     uint8_t word[4];
@@ -88,8 +87,7 @@ bool SetFileKind(const std::string& path, const ResType* type, const ResType* cr
     const FileFamily family = FamilyOfFile(path);
     if (family == FileFamily::other)
         return true;
-    const KindPlaces places =
-        family == FileFamily::resource ? kResourcePlaces : kDatabasePlaces;
+    const KindPlaces places = family == FileFamily::resource ? kResourcePlaces : kDatabasePlaces;
     const FileHandle file =
         CreateFileA(path.c_str(), FileAccess::read_write, FileDisposition::open_existing);
     if (file == kNoFile)

@@ -13,7 +13,8 @@ struct FileKind {
 
 enum class FileFamily { resource, database, other };
 
-// Null parts are left alone. A file of another family has no place for either: nothing happens then.
+// Null parts are left alone. A file of another family has no place for either: nothing happens
+// then.
 FileKind GetFileKind(const std::string& path);
 bool SetFileKind(const std::string& path, const ResType* type, const ResType* creator);
 

@@ -1,5 +1,5 @@
-// Files as streams of bytes for Lisp. An open file is a pointer to six bytes outside the heap, a file
-// handle and a write flag; a closed one is a null pointer.
+// Files as streams of bytes for Lisp. An open file is a pointer to six bytes outside the heap, a
+// file handle and a write flag; a closed one is a null pointer.
 #include <cstring>
 
 #include "kernel/errors.h"
@@ -396,7 +396,8 @@ static Value load_from_handle(Value handle_, Value id)
 
 static const Primitive file_primitives[] = {
     { "file-open", file_open,
-      "(file-open pathname write?): open file at its first byte; with a true write? it may be changed. "
+      "(file-open pathname write?): open file at its first byte; with a true write? it may be "
+      "changed. "
       "Error 31 when it is not there, 32, 36 or 46 for what else stands in the way" },
     { "file-close", file_close, "(file-close file): closes it and makes the pointer null" },
     { "file-get-pos", file_get_pos, "(file-get-pos file): position in bytes" },
@@ -416,8 +417,10 @@ static const Primitive file_primitives[] = {
     { "flush-stream", flush_stream, "(flush-stream file): has what was written stand on disk" },
     { "flushvol", flushvol, "(flushvol a b): nothing, here" },
     { "kalvex-file-create", kalvex_file_create,
-      "(kalvex-file-create pathname type creator data? overwrite? silent?): makes an empty file, or an "
-      "empty resource file with a true data?; with nil as pathname a temporary one. Its pathname; on "
+      "(kalvex-file-create pathname type creator data? overwrite? silent?): makes an empty file, "
+      "or an "
+      "empty resource file with a true data?; with nil as pathname a temporary one. Its pathname; "
+      "on "
       "failure an error (33 for one that exists, unless overwrite?), or nil with a true silent?" },
     { "file-remove", file_remove,
       "(file-remove pathname quiet): removes it; with a true quiet whether it could, else an error "
@@ -425,12 +428,14 @@ static const Primitive file_primitives[] = {
     { "file-rename", file_rename,
       "(file-rename old new): whether the file could be given the new name; replaces none" },
     { "copy-file", copy_file,
-      "(copy-file from to function): copies a file's bytes; function is called with the size of each "
+      "(copy-file from to function): copies a file's bytes; function is called with the size of "
+      "each "
       "part. An existing file is replaced when the copy is whole" },
     { "load", load,
       "(load pathname): reads and evaluates all forms of a file; error 31 when it is not there" },
     { "load-from-handle", load_from_handle,
-      "(load-from-handle handle id): evaluates all forms of a text in memory, with id as Load-File" },
+      "(load-from-handle handle id): evaluates all forms of a text in memory, with id as "
+      "Load-File" },
 };
 
 void init_files()

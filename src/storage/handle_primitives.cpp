@@ -1,5 +1,5 @@
-// Handles, plain blocks and raw memory for Lisp. An address is checked against what is mapped before
-// it is followed; nothing else about it is known.
+// Handles, plain blocks and raw memory for Lisp. An address is checked against what is mapped
+// before it is followed; nothing else about it is known.
 #include <cstring>
 
 #include "kernel/errors.h"
@@ -291,17 +291,23 @@ static const Primitive handle_primitives[] = {
     { "dispose-ptr", dispose_ptr,
       "(dispose-ptr pointer): frees a block of new-ptr and makes the pointer null; error 2 for any "
       "other" },
-    { "add-ptr", add_ptr, "(add-ptr pointer integer...): plain pointer that many bytes further on" },
+    { "add-ptr", add_ptr,
+      "(add-ptr pointer integer...): plain pointer that many bytes further on" },
     { "mref", mref,
-      "(mref width pointer offset...): number stored at pointer plus offsets. Width 1: byte; 2, 3: 16 "
-      "bits without and with sign; 4: 32 bits; negative: big-endian. Error 2 for another width or an "
+      "(mref width pointer offset...): number stored at pointer plus offsets. Width 1: byte; 2, 3: "
+      "16 "
+      "bits without and with sign; 4: 32 bits; negative: big-endian. Error 2 for another width or "
+      "an "
       "address that is not memory" },
     { "mset", mset,
-      "(mset width value pointer offset...): value, stored at pointer plus offsets in width 1, 2, 4, "
-      "-2 or -4, as for mref. Error 2 for another width, for a value that is no small integer where "
+      "(mset width value pointer offset...): value, stored at pointer plus offsets in width 1, 2, "
+      "4, "
+      "-2 or -4, as for mref. Error 2 for another width, for a value that is no small integer "
+      "where "
       "the width is not 4, or an address that is not memory" },
     { "equal-block?", equal_block_p,
-      "(equal-block? pointer pointer count): whether count bytes are equal; t for a count below 1" },
+      "(equal-block? pointer pointer count): whether count bytes are equal; t for a count below "
+      "1" },
     { "block-move", block_move,
       "(block-move source destination count): copies count bytes between pointers; the blocks may "
       "overlap" },
@@ -319,7 +325,8 @@ static const Primitive handle_primitives[] = {
     { "reallocate-handle", set_handle_size,
       "(reallocate-handle handle size): the same as set-handle-size" },
     { "hlock", hlock,
-      "(hlock handle): pointer to the block, which stays until hunlock; locks nest; error 60 when the "
+      "(hlock handle): pointer to the block, which stays until hunlock; locks nest; error 60 when "
+      "the "
       "handle is empty" },
     { "hunlock", hunlock, "(hunlock handle): takes one lock off" },
     { "hpurge", hpurge, "(hpurge handle): lets the block be thrown away when memory is short" },
@@ -327,7 +334,8 @@ static const Primitive handle_primitives[] = {
     { "hgetstate", hgetstate, "(hgetstate handle): error 47, not available here" },
     { "hsetstate", hsetstate, "(hsetstate handle state): error 47, not available here" },
     { "compact-memory", compact_memory,
-      "(compact-memory bytes): bytes available, after emptying all purgeable handles if no more than "
+      "(compact-memory bytes): bytes available, after emptying all purgeable handles if no more "
+      "than "
       "bytes were" },
     { "space-available?", space_available_p,
       "(space-available? bytes): whether more than bytes are available" },

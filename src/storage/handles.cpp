@@ -74,8 +74,8 @@ static void push_free(Handle handle)
 static void grow_table()
 {
     const uint32_t count = handles.count + kGrowth;
-    void* grown = count > kMostEntries ? nullptr
-                                       : realloc(handles.table, count * sizeof(HandleEntry));
+    void* grown =
+        count > kMostEntries ? nullptr : realloc(handles.table, count * sizeof(HandleEntry));
     if (grown == nullptr)
         raise_storage_error(kStorageErrorMemory, kNoStorageValue);
     handles.table = static_cast<HandleEntry*>(grown);

@@ -9,8 +9,8 @@
 using Handle = uint32_t;
 using Ptr = ZoneAddress;
 
-// A Handle, or 0 when memory is refused; the bytes are undefined. Every allocation may purge. Raises
-// error 9 when the table cannot grow. The checked forms raise error 9 in place of a 0.
+// A Handle, or 0 when memory is refused; the bytes are undefined. Every allocation may purge.
+// Raises error 9 when the table cannot grow. The checked forms raise error 9 in place of a 0.
 Handle NewHandle(uint32_t size);
 Handle NewHandleChecked(uint32_t size);
 void DisposeHandle(Handle handle);

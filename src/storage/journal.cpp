@@ -78,8 +78,8 @@ static bool begin_journal(Journal& journal, FileHandle target, const std::string
         return false;
     journal.original_size = static_cast<uint32_t>(size);
     journal.saved.clear();
-    journal.file = CreateFileA(journal.path.c_str(), FileAccess::read_write,
-                               FileDisposition::create_always);
+    journal.file =
+        CreateFileA(journal.path.c_str(), FileAccess::read_write, FileDisposition::create_always);
     if (journal.file == kNoFile)
         return false;
     uint8_t header[kHeaderSize];

@@ -38,8 +38,8 @@ bool SaveInJournal(Journal& journal, FileHandle target, const std::string& targe
 // rolls back.
 bool CommitJournal(Journal& journal, FileHandle target);
 
-// Puts the old bytes and the old size back. False when that failed: the journal then stays, the next
-// opening of the file does it.
+// Puts the old bytes and the old size back. False when that failed: the journal then stays, the
+// next opening of the file does it.
 bool RollBackJournal(Journal& journal, FileHandle target);
 
 enum class JournalFound { none, restored, failed };

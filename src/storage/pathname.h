@@ -5,8 +5,8 @@
 
 #include "kernel/value.h"
 
-// The system path: components joined by "\". Error 2 when the value names none or the path is longer
-// than 255 bytes, error 6 for an unbound symbol.
+// The system path: components joined by "\". Error 2 when the value names none or the path is
+// longer than 255 bytes, error 6 for an unbound symbol.
 std::string path_argument(Value pathname);
 
 // A system path as the list of its components.

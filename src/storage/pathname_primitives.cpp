@@ -180,7 +180,8 @@ static Value erasable_p(Value pathname)
 
 static const Primitive pathname_primitives[] = {
     { "parse-pathname", parse_pathname,
-      "(parse-pathname pathname): system path of a string, a symbol with a pathname as its value, or a "
+      "(parse-pathname pathname): system path of a string, a symbol with a pathname as its value, "
+      "or a "
       "list of pathnames; error 2 for anything else or past 255 bytes, 6 for an unbound symbol" },
     { "kalvex->os", parse_pathname, "(kalvex->os pathname): the same as parse-pathname" },
     { "os->kalvex", os_to_kalvex, "(os->kalvex path): list of the components of a system path" },

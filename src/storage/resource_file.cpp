@@ -24,9 +24,7 @@ int16_t ResError()
     return resources.status;
 }
 
-ResStatusFrame::ResStatusFrame() : saved(resources.status)
-{
-}
+ResStatusFrame::ResStatusFrame() : saved(resources.status) {}
 
 ResStatusFrame::~ResStatusFrame()
 {

@@ -1,7 +1,7 @@
-// Resource files in the Macintosh layout (docs/formats/resource-file.md) and the chain of open ones.
-// Every operation sets the status that ResError reads: 0, or one of ResStatus. What gives a Handle
-// gives 0 on failure. A Handle that was got from a file belongs to its map: closing the file disposes
-// of it, unless it was released or detached before.
+// Resource files in the Macintosh layout (docs/formats/resource-file.md) and the chain of open
+// ones. Every operation sets the status that ResError reads: 0, or one of ResStatus. What gives a
+// Handle gives 0 on failure. A Handle that was got from a file belongs to its map: closing the file
+// disposes of it, unless it was released or detached before.
 #pragma once
 
 #include <string>

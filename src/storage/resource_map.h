@@ -7,8 +7,8 @@ constexpr uint32_t kNoDataOffset = 0xffffff;
 
 class ResourceMap : public TypedMap<ResourceLayout> {
 public:
-    // Of the length word, from the start of the data area; kNoDataOffset: not written yet. The upper
-    // byte of its word in the entry holds the attributes.
+    // Of the length word, from the start of the data area; kNoDataOffset: not written yet. The
+    // upper byte of its word in the entry holds the attributes.
     uint32_t data_offset(ResPlace place) const
     {
         return get_be32(&bytes[entry_at(place) + ResourceLayout::kEntryAttributesAt]) & 0xffffff;

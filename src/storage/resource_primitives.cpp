@@ -399,7 +399,8 @@ static void print_resource(Value pointer)
 
 static const Primitive resource_primitives[] = {
     { "openresfile", openresfile,
-      "(openresfile pathname): reference of the resource file, opened for writing if that is allowed, "
+      "(openresfile pathname): reference of the resource file, opened for writing if that is "
+      "allowed, "
       "and made current; -1 when it can't be opened, see reserror" },
     { "closeresfile", closeresfile,
       "(closeresfile reference): writes changes, closes the file and disposes of its resources; "
@@ -415,10 +416,12 @@ static const Primitive resource_primitives[] = {
     { "countresources", countresources,
       "(countresources type): number of resources of the type in all open files" },
     { "getindresource", getindresource,
-      "(getindresource type index): resource number index, from 1, over all open files; null past the "
+      "(getindresource type index): resource number index, from 1, over all open files; null past "
+      "the "
       "last" },
     { "getresource", getresource,
-      "(getresource type id-or-name): resource of that id or name in the current file or one opened "
+      "(getresource type id-or-name): resource of that id or name in the current file or one "
+      "opened "
       "before it; null when there is none" },
     { "getpicture", getpicture, "(getpicture id): resource of type PICT" },
     { "loadresource", loadresource, "(loadresource resource): reads it again if it was purged" },
@@ -434,14 +437,16 @@ static const Primitive resource_primitives[] = {
     { "getresattrs", getresattrs,
       "(getresattrs resource): attributes: 32 purgeable, 8 protected, 4 preload, 2 changed" },
     { "sizeresource", sizeresource,
-      "(sizeresource resource): bytes in memory, or in the file if it is not loaded; -1 if unknown" },
+      "(sizeresource resource): bytes in memory, or in the file if it is not loaded; -1 if "
+      "unknown" },
     { "setresinfo", setresinfo,
       "(setresinfo resource id name): changes id and name, unless the resource is protected" },
     { "setresattrs", setresattrs, "(setresattrs resource byte): sets the attributes" },
     { "changedresource", changedresource,
       "(changedresource resource): has its data written at the next update" },
     { "addresource", addresource,
-      "(addresource handle type id name): makes the handle a resource of the current file; error by "
+      "(addresource handle type id name): makes the handle a resource of the current file; error "
+      "by "
       "status" },
     { "rmveresource", rmveresource,
       "(rmveresource resource): takes it out of the current file and makes it a handle; error by "
@@ -452,8 +457,7 @@ static const Primitive resource_primitives[] = {
       "(writeresource resource): writes its data if it was changed; error by status" },
     { "getresfileattrs", getresfileattrs,
       "(getresfileattrs reference): 128 read-only, 64 to be compacted, 32 changed" },
-    { "setresfileattrs", setresfileattrs,
-      "(setresfileattrs reference attributes): sets them" },
+    { "setresfileattrs", setresfileattrs, "(setresfileattrs reference attributes): sets them" },
     { "count1types", count1types, "(count1types): number of types in the current file" },
     { "get1indtype", get1indtype,
       "(get1indtype index): type number index, from 1, of the current file; empty past the last" },
@@ -464,7 +468,8 @@ static const Primitive resource_primitives[] = {
     { "get1resource", get1resource,
       "(get1resource type id): resource of that id in the current file alone" },
     { "get-ind-string", get_ind_string,
-      "(get-ind-string id index): string number index, from 1, of STR# id; empty if there is none" },
+      "(get-ind-string id index): string number index, from 1, of STR# id; empty if there is "
+      "none" },
     { "get-nb-string", get_nb_string, "(get-nb-string id): number of strings in STR# id" },
     { "get-strings-count", get_strings_count,
       "(get-strings-count resource): its first 16 bits; error 60 when it is empty" },

@@ -110,23 +110,20 @@ static Handle load_found(ResFound found)
 
 Handle GetResource(ResType type, int16_t id)
 {
-    return load_found(search(current_depth(), SIZE_MAX, [&](const ResourceMap& map) {
-        return map.find_id(type, id);
-    }));
+    return load_found(search(current_depth(), SIZE_MAX,
+                             [&](const ResourceMap& map) { return map.find_id(type, id); }));
 }
 
 Handle GetNamedResource(ResType type, std::string_view name)
 {
-    return load_found(search(current_depth(), SIZE_MAX, [&](const ResourceMap& map) {
-        return map.find_name(type, name);
-    }));
+    return load_found(search(current_depth(), SIZE_MAX,
+                             [&](const ResourceMap& map) { return map.find_name(type, name); }));
 }
 
 Handle Get1Resource(ResType type, int16_t id)
 {
-    return load_found(search(current_depth(), 1, [&](const ResourceMap& map) {
-        return map.find_id(type, id);
-    }));
+    return load_found(
+        search(current_depth(), 1, [&](const ResourceMap& map) { return map.find_id(type, id); }));
 }
 
 // Counts the index down over the entries that the filter lets pass.
@@ -149,9 +146,8 @@ static Handle get_by_index(size_t depth, size_t files, ResType type, int32_t ind
         set_status(kResGood);
         return 0;
     }
-    return load_found(search(depth, files, [&](const ResourceMap& map) {
-        return find_index(map, type, index);
-    }));
+    return load_found(
+        search(depth, files, [&](const ResourceMap& map) { return find_index(map, type, index); }));
 }
 
 Handle GetIndResource(ResType type, int32_t index)

@@ -2,9 +2,9 @@
 // is laid over it, and a new map behind that. A change is journaled from its first byte to the
 // writing of the map, so the file is found either as before or as after it.
 //
-// WriteResource may leave such a change open, which UpdateResFile ends. When a step of an open change
-// fails, only the map in memory goes back, since the only copy of what was written before may be in
-// the file; a change that fails with its first step is undone.
+// WriteResource may leave such a change open, which UpdateResFile ends. When a step of an open
+// change fails, only the map in memory goes back, since the only copy of what was written before
+// may be in the file; a change that fails with its first step is undone.
 #include <cstring>
 
 #include "storage/bytes.h"
@@ -30,8 +30,8 @@ static WritePlan empty_plan(const ResFile& file)
     return { file.map.map_offset(), file.map.data_length(), false, {} };
 }
 
-// Adds an entry to the plan if it has changed data. False when it would end beyond what an entry's 24
-// bits, or a file's 31, can reach.
+// Adds an entry to the plan if it has changed data. False when it would end beyond what an entry's
+// 24 bits, or a file's 31, can reach.
 static bool plan_entry(ResFile& file, ResPlace place, WritePlan& plan)
 {
     if (!(file.map.entry_attributes(place) & kResChanged))

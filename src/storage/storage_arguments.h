@@ -32,6 +32,6 @@ std::string text_argument(Value string);
 // Any integer as its 32 bits.
 uint32_t bits_argument(Value integer);
 
-// Zone memory at a pointer object's address plus offset, which a Lisp program may have made up: error 2
-// unless all size bytes can be reached.
+// Zone memory at a pointer object's address plus offset, which a Lisp program may have made up:
+// error 2 unless all size bytes can be reached.
 uint8_t* memory_argument(Value pointer, uint32_t offset, uint32_t size);

@@ -8,9 +8,9 @@
 constexpr int32_t kNoStorageValue = INT32_MIN; // the error's value is nil
 
 enum StorageErrorCode : int {
-    kStorageErrorType = 2,    // a dead Handle or Ptr
-    kStorageErrorMemory = 9,  // no memory for a checked allocation or the handle table
-    kStorageErrorLock = 60,   // HLock of a Handle without a block
+    kStorageErrorType = 2,   // a dead Handle or Ptr
+    kStorageErrorMemory = 9, // no memory for a checked allocation or the handle table
+    kStorageErrorLock = 60,  // HLock of a Handle without a block
 };
 
 struct StorageError {

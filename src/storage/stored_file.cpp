@@ -19,8 +19,8 @@ static bool hold_changes_off(FileHandle file)
 
 static bool open_for_writing(StoredFile& stored)
 {
-    stored.file = CreateFileA(stored.path.c_str(), FileAccess::read_write,
-                              FileDisposition::open_existing);
+    stored.file =
+        CreateFileA(stored.path.c_str(), FileAccess::read_write, FileDisposition::open_existing);
     if (stored.file == kNoFile)
         return false;
     stored.writable = true;

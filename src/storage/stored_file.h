@@ -15,8 +15,8 @@ struct StoredFile {
 
 // Opens the file and restores it from a journal that an interrupted update left. With write_or_read
 // a file that is protected, or that another process may change, is opened for reading. False when
-// nothing could be opened; GetLastError then tells why (kFileErrorInUse: another process changes the
-// file just now, or holds it for writing).
+// nothing could be opened; GetLastError then tells why (kFileErrorInUse: another process changes
+// the file just now, or holds it for writing).
 bool OpenStoredFile(StoredFile& stored, const std::string& path, OpenMode mode);
 
 // Closes without ending a change: one in progress is rolled back.

@@ -18,8 +18,7 @@ template <class Layout> std::vector<uint8_t> TypedMap<Layout>::empty_bytes()
 
 // ---- Fields ----
 
-template <class Layout>
-void TypedMap<Layout>::set_extent(uint32_t map_offset, uint32_t data_length)
+template <class Layout> void TypedMap<Layout>::set_extent(uint32_t map_offset, uint32_t data_length)
 {
     put_be32(&bytes[4], map_offset);
     put_be32(&bytes[8], data_length);
@@ -76,8 +75,7 @@ template <class Layout> bool TypedMap<Layout>::items_fit() const
         uint64_t(type_list()) + kWord > size || name_list() > size)
         return false;
     const int64_t count = int64_t(static_cast<Id>(get_word(type_list()))) + 1;
-    return count >= 0 &&
-           type_list() + kWord + kItemSize * static_cast<uint64_t>(count) <= size;
+    return count >= 0 && type_list() + kWord + kItemSize * static_cast<uint64_t>(count) <= size;
 }
 
 template <class Layout> bool TypedMap<Layout>::lists_are_apart() const
@@ -155,8 +153,7 @@ template <class Layout> void TypedMap<Layout>::build_index() const
     index_.built = true;
 }
 
-template <class Layout>
-const typename TypedMap<Layout>::Index& TypedMap<Layout>::index() const
+template <class Layout> const typename TypedMap<Layout>::Index& TypedMap<Layout>::index() const
 {
     if (!index_.built)
         build_index();
@@ -388,8 +385,7 @@ template <class Layout> void TypedMap<Layout>::remove(ResPlace place)
 {
     const uint32_t at = entry_at(place);
     const int32_t count = entry_count(place.type);
-    const uint32_t behind =
-        Layout::kEntrySize * static_cast<uint32_t>(count - 1 - place.entry);
+    const uint32_t behind = Layout::kEntrySize * static_cast<uint32_t>(count - 1 - place.entry);
     memmove(&bytes[at], &bytes[at] + Layout::kEntrySize, behind);
     put_word(item_at(place.type) + kItemCountAt, static_cast<uint32_t>(count - 2));
     set_attributes(attributes() | kMapCompact | kMapChanged);

@@ -1,7 +1,8 @@
-// The map at the end of a resource file or a database, kept in memory as its bytes stand in the file,
-// big-endian: types, for each a list of entries, and names. It is checked once, when it is read; from
-// then on every offset in it is good. An index beside it finds types, ids and Handles without walking
-// the lists, which keep their order. A layout tells where the fields are and how wide.
+// The map at the end of a resource file or a database, kept in memory as its bytes stand in the
+// file, big-endian: types, for each a list of entries, and names. It is checked once, when it is
+// read; from then on every offset in it is good. An index beside it finds types, ids and Handles
+// without walking the lists, which keep their order. A layout tells where the fields are and how
+// wide.
 #pragma once
 
 #include <cstdint>
@@ -95,7 +96,7 @@ public:
     // ---- Types: emptied ones keep their item until the map is compacted ----
     int32_t type_count() const;
     ResType type_at(int32_t type) const { return get_be32(&bytes[item_at(type)]); }
-    int32_t entry_count(int32_t type) const;     // 0 for an emptied type
+    int32_t entry_count(int32_t type) const; // 0 for an emptied type
     int32_t find_type(ResType wanted) const; // the first that is not empty, -1 for none
 
     // ---- Entries ----
@@ -140,8 +141,10 @@ private:
     static constexpr uint32_t kItemCountAt = 4;
     static constexpr uint32_t kItemListAt = 4 + kWord;
     static constexpr uint32_t kEntryNameAt = kWord;
-    static constexpr uint32_t kNoWord = kWord == 2 ? 0xffff : 0xffffffff; // no name; a count of none
-    static constexpr uint32_t kMostBytes = kWord == 2 ? 0xffff : 0x7fffffff; // that an offset reaches
+    static constexpr uint32_t kNoWord =
+        kWord == 2 ? 0xffff : 0xffffffff; // no name; a count of none
+    static constexpr uint32_t kMostBytes =
+        kWord == 2 ? 0xffff : 0x7fffffff; // that an offset reaches
 
     struct Owner {
         uint16_t generation;

@@ -96,8 +96,8 @@ static Value put_record_number(Value value, Value type, Value id, Value database
 static Value get_record_string(Value type, Value id, Value database)
 {
     const Body body = get_body(RecordKey(type, id, database), id);
-    const uint32_t length = static_cast<uint32_t>(
-        strnlen(reinterpret_cast<const char*>(body.data()), body.size()));
+    const uint32_t length =
+        static_cast<uint32_t>(strnlen(reinterpret_cast<const char*>(body.data()), body.size()));
     if (length > kLongestString)
         raise_error(kErrorType, id);
     return length == 0 ? empty_string
@@ -207,19 +207,23 @@ static Value put_record_array(Value value, Value type, Value id, Value database)
 
 static const Primitive typed_record_primitives[] = {
     { "get-record-number", get_record_number,
-      "(get-record-number type id database): integer stored as a record; error 2 when there is none, "
+      "(get-record-number type id database): integer stored as a record; error 2 when there is "
+      "none, "
       "or none of 2 or 4 bytes" },
     { "put-record-number", put_record_number,
       "(put-record-number value type id database): stores an integer and updates the database" },
     { "get-record-string", get_record_string,
-      "(get-record-string type id database): string stored as a record; error 2 when there is none" },
+      "(get-record-string type id database): string stored as a record; error 2 when there is "
+      "none" },
     { "put-record-string", put_record_string,
       "(put-record-string value type id database): stores a string and updates the database" },
     { "get-record-vector", get_record_vector,
-      "(get-record-vector type id database): vector stored as a record, with nil for elements that are "
+      "(get-record-vector type id database): vector stored as a record, with nil for elements that "
+      "are "
       "no small integers or symbols; error 2 when there is none" },
     { "put-record-vector", put_record_vector,
-      "(put-record-vector value type id database): stores a vector of small integers and symbols and "
+      "(put-record-vector value type id database): stores a vector of small integers and symbols "
+      "and "
       "updates the database" },
     { "get-record-array", get_record_array,
       "(get-record-array type id database): array stored as a record, as for vectors" },

@@ -13,7 +13,8 @@ static std::string scratch_path()
     static std::string path;
     if (path.empty()) {
         const char* folder = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-        path = system_path(std::string(folder) + "/kalvex-fuzz-" + std::to_string(getpid()) + ".db");
+        path =
+            system_path(std::string(folder) + "/kalvex-fuzz-" + std::to_string(getpid()) + ".db");
     }
     return path;
 }

@@ -1,5 +1,5 @@
-// Any bytes as a resource file: it is refused or opened; if it opens, everything is looked up, changed
-// and written, and the file that comes out opens again.
+// Any bytes as a resource file: it is refused or opened; if it opens, everything is looked up,
+// changed and written, and the file that comes out opens again.
 #include <cstdlib>
 #include <string>
 #include <unistd.h>
@@ -13,8 +13,8 @@ static std::string scratch_path()
     static std::string path;
     if (path.empty()) {
         const char* folder = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-        path = system_path(std::string(folder) + "/kalvex-fuzz-" +
-                           std::to_string(getpid()) + ".rsrc");
+        path =
+            system_path(std::string(folder) + "/kalvex-fuzz-" + std::to_string(getpid()) + ".rsrc");
     }
     return path;
 }

@@ -5,8 +5,8 @@
 #include <random>
 
 #include "platform/clock.h"
-#include "storage/database.h"
 #include "resource_test.h"
+#include "storage/database.h"
 
 class Database : public ResourceTest {
 protected:
@@ -225,7 +225,7 @@ TEST_F(Database, compaction_keeps_the_order_of_places_and_puts_changed_ones_last
         put(db, kData, id, std::string(static_cast<size_t>(id), static_cast<char>('0' + id)));
     put(db, kText, 9, "");
     UpdateDatabase(db, false);
-    put(db, kData, 2, "B");  // stays, one byte dead behind it
+    put(db, kData, 2, "B"); // stays, one byte dead behind it
     RemoveRecord(get(db, kData, 4));
     UpdateDatabase(db, false);
     put(db, kData, 3, "new three");
@@ -306,7 +306,8 @@ TEST_F(Database, damaged_files_are_refused_or_sound)
     for (size_t at = 0; at < good.size(); at++) {
         if (at >= 16 && at < map && at != 128)
             continue;
-        for (const uint8_t value : { 0x00, 0x01, 0x7f, 0x80, 0xff, good[at] ^ 1, good[at] ^ 0x10 }) {
+        for (const uint8_t value :
+             { 0x00, 0x01, 0x7f, 0x80, 0xff, good[at] ^ 1, good[at] ^ 0x10 }) {
             Bytes bad = good;
             bad[at] = value;
             if (at < 16)
@@ -319,7 +320,8 @@ TEST_F(Database, damaged_files_are_refused_or_sound)
     for (int round = 0; round < 1500; round++) {
         Bytes bad = good;
         for (uint32_t changes = 1 + random() % 3; changes > 0; changes--)
-            bad[map + 16 + random() % (bad.size() - map - 16)] = static_cast<uint8_t>(random() % 90);
+            bad[map + 16 + random() % (bad.size() - map - 16)] =
+                static_cast<uint8_t>(random() % 90);
         opened += survives(bad);
     }
     EXPECT_GT(opened, 100);
@@ -362,8 +364,8 @@ protected:
         std::filesystem::remove(host_path(folder.path("a-journal")));
         const DatabaseId db = make_db("a");
         for (int32_t id = 1; id <= 5; id++)
-            put(db, kData, id, std::string(static_cast<size_t>(30 * id), static_cast<char>('a' + id)),
-                "N");
+            put(db, kData, id,
+                std::string(static_cast<size_t>(30 * id), static_cast<char>('a' + id)), "N");
         ASSERT_EQ(CloseDatabase(db, DatabaseClose::update), 0);
     }
 
@@ -429,9 +431,9 @@ TEST_F(InterruptedDatabase, is_as_before_or_as_after_wherever_it_stops)
         uint32_t power_seed;
         bool power;
     };
-    const Way ways[] = { { FileFault::die, 0, false },   { FileFault::torn, 0, false },
+    const Way ways[] = { { FileFault::die, 0, false },    { FileFault::torn, 0, false },
                          { FileFault::refuse, 0, false }, { FileFault::full, 0, false },
-                         { FileFault::die, 0, true },    { FileFault::torn, 1, true },
+                         { FileFault::die, 0, true },     { FileFault::torn, 1, true },
                          { FileFault::torn, 2, true } };
     for (const Way& way : ways) {
         for (uint32_t nth = 1;; nth++) {

@@ -39,7 +39,8 @@ protected:
         std::filesystem::remove(host_path(folder.path("a-journal")));
         make("a");
         for (int16_t id = 1; id <= 6; id++)
-            add(kText, id, std::string(static_cast<size_t>(20 * id), static_cast<char>('a' + id)), "N");
+            add(kText, id, std::string(static_cast<size_t>(20 * id), static_cast<char>('a' + id)),
+                "N");
         add(kString, 1, "string");
         CloseAllResFiles();
         ASSERT_EQ(ResError(), 0);
@@ -61,7 +62,7 @@ protected:
         set_text(GetResource(kText, 4), std::string(500, 'W'));
         ChangedResource(GetResource(kText, 4));
         WriteResource(GetResource(kText, 4)); // over the map
-        if (ResError() == 0) // else the Handle has the only copy
+        if (ResError() == 0)                  // else the Handle has the only copy
             ReleaseResource(GetResource(kText, 4));
         set_text(GetResource(kText, 1), "in place");
         ChangedResource(GetResource(kText, 1));
@@ -104,10 +105,10 @@ TEST_F(InterruptedUpdate, is_whole_or_undone_wherever_it_stops)
         uint32_t power_seed;
         bool power; // the power fails too, and takes what was not synced
     };
-    const Way ways[] = { { FileFault::die, 0, false },  { FileFault::torn, 0, false },
+    const Way ways[] = { { FileFault::die, 0, false },    { FileFault::torn, 0, false },
                          { FileFault::refuse, 0, false }, { FileFault::full, 0, false },
-                         { FileFault::die, 0, true },   { FileFault::torn, 1, true },
-                         { FileFault::die, 2, true },   { FileFault::torn, 3, true } };
+                         { FileFault::die, 0, true },     { FileFault::torn, 1, true },
+                         { FileFault::die, 2, true },     { FileFault::torn, 3, true } };
     for (const Way& way : ways) {
         for (uint32_t nth = 1;; nth++) {
             make_start();

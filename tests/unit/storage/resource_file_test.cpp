@@ -325,7 +325,8 @@ TEST_F(ResourceFile, names_and_ids_change_in_place_when_they_fit)
     SetResInfo(handle, 7, "A much longer name");
     SetResInfo(GetResource(kText, 2), 2, "");
     UpdateResFile(file);
-    EXPECT_EQ(read_whole_file(folder.path("a")).size(), before + 19) << "old names stay as they are";
+    EXPECT_EQ(read_whole_file(folder.path("a")).size(), before + 19)
+        << "old names stay as they are";
     CloseAllResFiles();
     OpenResFile(folder.path("a"));
     EXPECT_EQ(text_of(GetNamedResource(kText, "A much longer name")), "one");

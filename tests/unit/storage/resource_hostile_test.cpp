@@ -88,7 +88,8 @@ TEST_F(DamagedResourceFile, any_byte_of_header_and_map_may_be_wrong)
     for (size_t at = 0; at < good.size(); at++) {
         if (at >= 16 && at < map && (at < 128 || at >= 132) && at % 5 != 0)
             continue;
-        for (const uint8_t value : { 0x00, 0x01, 0x7f, 0x80, 0xff, good[at] ^ 1, good[at] ^ 0x10 }) {
+        for (const uint8_t value :
+             { 0x00, 0x01, 0x7f, 0x80, 0xff, good[at] ^ 1, good[at] ^ 0x10 }) {
             Bytes bad = good;
             bad[at] = value;
             if (at < 16)

@@ -30,10 +30,9 @@ TEST_F(OtherReader, reads_what_was_written_here)
     ChangedResource(GetResource(kText, 128));
     SetResInfo(GetResource(kText, 129), 130, "Later");
     CloseAllResFiles();
-    EXPECT_EQ(run("dump " + folder.host + "/ours"),
-              "TEXT 128 0 Greeting 68656c6c6f20616761696e\n"
-              "TEXT 130 0 Later \n"
-              "STR  -3 36 - 6162\n");
+    EXPECT_EQ(run("dump " + folder.host + "/ours"), "TEXT 128 0 Greeting 68656c6c6f20616761696e\n"
+                                                    "TEXT 130 0 Later \n"
+                                                    "STR  -3 36 - 6162\n");
 }
 
 TEST_F(OtherReader, writes_what_is_read_here)
@@ -50,6 +49,5 @@ TEST_F(OtherReader, writes_what_is_read_here)
     EXPECT_EQ(Count1Types(), 2);
     RmveResource(GetResource(kText, 1));
     CloseAllResFiles();
-    EXPECT_EQ(run("dump " + folder.host + "/theirs"),
-              "TEXT 32767 4 - \nPICT -32768 32 - 00ff\n");
+    EXPECT_EQ(run("dump " + folder.host + "/theirs"), "TEXT 32767 4 - \nPICT -32768 32 - 00ff\n");
 }
