@@ -14,9 +14,9 @@ void SetDibMemory(const DibMemory& memory)
     dib_memory = memory;
 }
 
-Display& display()
+GdiDisplay& gdi_display()
 {
-    static Display the_display;
+    static GdiDisplay the_display;
     return the_display;
 }
 
@@ -49,7 +49,7 @@ size_t ddb_stride(int64_t width, int bits)
 std::shared_ptr<BitmapObject> make_bitmap(int width, int height, PixelFormat format, bool dib,
                                           bool bottom_up)
 {
-    const int bits = format_bits(format);
+    const int bits = pixel_format_bits(format);
     const size_t stride = dib ? dib_stride(width, bits) : ddb_stride(width, bits);
     if (stride == 0 || height <= 0 || size_t(height) > kLargestBitmap / stride)
         return nullptr;
@@ -61,7 +61,7 @@ std::shared_ptr<BitmapObject> make_bitmap(int width, int height, PixelFormat for
     if (!bitmap->bits)
         return nullptr;
     memset(bitmap->bits, 0, bitmap->size);
-    Surface& s = bitmap->surface;
+    GdiSurface& s = bitmap->surface;
     s.width = width;
     s.height = height;
     s.format = format;
@@ -73,7 +73,7 @@ std::shared_ptr<BitmapObject> make_bitmap(int width, int height, PixelFormat for
 
 HGDIOBJ make_stock_bitmap()
 {
-    return add_object(make_bitmap(1, 1, PixelFormat::mono, false, false));
+    return add_gdi_object(make_bitmap(1, 1, PixelFormat::mono, false, false));
 }
 
 static PixelFormat format_for_depth(uint32_t bits)
@@ -95,9 +95,9 @@ static HBITMAP create_device_bitmap(int width, int height, PixelFormat format, c
     if (!bitmap)
         return nullptr;
     if (format == PixelFormat::indexed8)
-        bitmap->surface.table = display().table ? display().table : default_table(8);
+        bitmap->surface.table = gdi_display().table ? gdi_display().table : default_color_table(8);
     else if (format == PixelFormat::indexed4)
-        bitmap->surface.table = default_table(4);
+        bitmap->surface.table = default_color_table(4);
     if (data)
         memcpy(bitmap->bits, data, bitmap->size);
     return add<GdiType::bitmap>(bitmap);
@@ -106,7 +106,7 @@ static HBITMAP create_device_bitmap(int width, int height, PixelFormat format, c
 HBITMAP CreateBitmap(int width, int height, uint32_t planes, uint32_t bits, const void* data)
 {
     if (width == 0 || height == 0)
-        return stock_bitmap();
+        return stock_gdi_bitmap();
     if (width < 0 || height < 0 || planes == 0 || bits == 0 || planes > 32 || bits > 32
         || planes * bits > 32)
         return nullptr;
@@ -119,16 +119,16 @@ HBITMAP CreateCompatibleBitmap(HDC handle, int width, int height)
     if (!dc || width < 0 || height < 0)
         return nullptr;
     if (width == 0 || height == 0)
-        return stock_bitmap();
+        return stock_gdi_bitmap();
     if (!dc->memory)
-        return create_device_bitmap(width, height, display().format, nullptr);
-    const Surface& like = dc->surface();
+        return create_device_bitmap(width, height, gdi_display().format, nullptr);
+    const GdiSurface& like = dc->surface();
     if (!dc->bitmap->dib)
         return create_device_bitmap(width, height, like.format, nullptr);
     auto bitmap = make_bitmap(width, height, like.format, true, like.stride < 0);
     if (!bitmap)
         return nullptr;
-    bitmap->surface.table = like.table ? std::make_shared<ColorTable>(*like.table) : nullptr;
+    bitmap->surface.table = like.table ? std::make_shared<GdiColorTable>(*like.table) : nullptr;
     return add<GdiType::bitmap>(bitmap);
 }
 
@@ -160,7 +160,7 @@ bool GetBitmapInfo(HBITMAP handle, BITMAP* info)
     const BitmapObject* bitmap = peek<BitmapObject>(handle);
     if (!bitmap || !info)
         return false;
-    const Surface& s = bitmap->surface;
+    const GdiSurface& s = bitmap->surface;
     *info = BITMAP();
     info->bmWidth = s.width;
     info->bmHeight = s.height;
@@ -192,7 +192,7 @@ int SetBitmapBits(HBITMAP handle, int size, const void* data)
     return int(n);
 }
 
-static ColorTable* selected_table(HDC handle)
+static GdiColorTable* selected_table(HDC handle)
 {
     const DeviceContext* dc = drawable(handle);
     return dc && dc->bitmap->dib ? dc->surface().table.get() : nullptr;
@@ -200,7 +200,7 @@ static ColorTable* selected_table(HDC handle)
 
 int GetDIBColorTable(HDC dc, int first, int count, RGBQUAD* colors)
 {
-    const ColorTable* table = selected_table(dc);
+    const GdiColorTable* table = selected_table(dc);
     if (!table || !colors || first < 0)
         return 0;
     int done = 0;
@@ -213,7 +213,7 @@ int GetDIBColorTable(HDC dc, int first, int count, RGBQUAD* colors)
 
 int SetDIBColorTable(HDC dc, int first, int count, const RGBQUAD* colors)
 {
-    ColorTable* table = selected_table(dc);
+    GdiColorTable* table = selected_table(dc);
     if (!table || !colors || first < 0)
         return 0;
     int done = 0;

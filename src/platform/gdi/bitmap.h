@@ -11,7 +11,7 @@ struct BitmapObject : GdiObject {
     BitmapObject(const BitmapObject&) = delete;
     BitmapObject& operator=(const BitmapObject&) = delete;
 
-    Surface surface;
+    GdiSurface surface;
     uint8_t* bits = nullptr;  // the lowest address of the pixels
     size_t size = 0;
     bool dib = false;         // a DIB section: its bits come from the DIB memory
@@ -30,12 +30,12 @@ std::shared_ptr<BitmapObject> make_bitmap(int width, int height, PixelFormat for
                                           bool bottom_up);
 
 HGDIOBJ make_stock_bitmap();  // 1 by 1, one bit
-HBITMAP stock_bitmap();
+HBITMAP stock_gdi_bitmap();
 
 // The display's form.
-struct Display {
+struct GdiDisplay {
     int width = 1024, height = 768;
     PixelFormat format = PixelFormat::bgrx32;
-    std::shared_ptr<ColorTable> table;  // of an 8-bit display; shared by all its bitmaps
+    std::shared_ptr<GdiColorTable> table;  // of an 8-bit display; shared by all its bitmaps
 };
-Display& display();
+GdiDisplay& gdi_display();

@@ -93,25 +93,25 @@ private:
 
 } // namespace
 
-static std::unique_ptr<PatternRows> pattern_rows(const Blit& blit, const Paint& paint,
+static std::unique_ptr<PatternRows> pattern_rows(const GdiBlit& blit, const GdiPaint& paint,
                                                  const Box& part)
 {
-    if (!rop_uses_pattern(blit.rop) || paint.kind == Paint::Kind::none)
+    if (!rop_uses_pattern(blit.rop) || paint.kind == GdiPaint::Kind::none)
         return nullptr;
     return std::make_unique<PatternRows>(paint, blit.dc.surface().bits, part.x1, part.x2);
 }
 
-static bool whole_rows(const Surface& s, const Box& part)
+static bool whole_rows(const GdiSurface& s, const Box& part)
 {
     return part.x1 == 0 && part.x2 == s.width
            && size_t(std::abs(s.stride)) * 8 == size_t(s.width) * size_t(s.bits);
 }
 
 // Equal sizes; the source pixel of (x, y) is (x + dx, y + dy).
-static void copy_part(const Blit& blit, const Box& part, int dx, int dy, const Paint& paint)
+static void copy_part(const GdiBlit& blit, const Box& part, int dx, int dy, const GdiPaint& paint)
 {
-    const Surface& target = blit.dc.surface();
-    const Surface& source = blit.source;
+    const GdiSurface& target = blit.dc.surface();
+    const GdiSurface& source = blit.source;
     const bool same = blit.converter.identity();
     const bool own = target.top == source.top;
     const int n = part.x2 - part.x1, bits = target.bits;
@@ -159,11 +159,11 @@ static void merge(uint32_t* into, const uint32_t* from, size_t n, int mode)
         into[i] = mode == BLACKONWHITE ? into[i] & from[i] : into[i] | from[i];
 }
 
-static void stretch_part(const Blit& blit, const Box& part, const AxisMap& xs, const AxisMap& ys,
-                         const Paint& paint)
+static void stretch_part(const GdiBlit& blit, const Box& part, const AxisMap& xs, const AxisMap& ys,
+                         const GdiPaint& paint)
 {
-    const Surface& target = blit.dc.surface();
-    const Surface& source = blit.source;
+    const GdiSurface& target = blit.dc.surface();
+    const GdiSurface& source = blit.source;
     const int mode = blit.dc.state.stretch_mode;
     const size_t n = size_t(part.x2 - part.x1);
     std::vector<int> first(n), last(n);
@@ -202,9 +202,9 @@ static void stretch_part(const Blit& blit, const Box& part, const AxisMap& xs, c
 }
 
 // A copy of the source box, for when the target would overwrite what is still to be read.
-static std::shared_ptr<BitmapObject> take_aside(Blit* blit)
+static std::shared_ptr<BitmapObject> take_aside(GdiBlit* blit)
 {
-    const Surface& s = blit->source;
+    const GdiSurface& s = blit->source;
     Box box = { clamp_coordinate(blit->x.source), clamp_coordinate(blit->y.source),
                 clamp_coordinate(blit->x.source + blit->x.source_size),
                 clamp_coordinate(blit->y.source + blit->y.source_size) };
@@ -223,9 +223,9 @@ static bool boxes_meet(const BlitAxis& a)
     return a.target < a.source + a.source_size && a.source < a.target + a.target_size;
 }
 
-void run_blit(const Blit& original)
+void run_blit(const GdiBlit& original)
 {
-    Blit blit = original;
+    GdiBlit blit = original;
     if (blit.x.target_size == 0 || blit.y.target_size == 0 || blit.x.source_size == 0
         || blit.y.source_size == 0)
         return;
@@ -237,10 +237,10 @@ void run_blit(const Blit& original)
                       clamp_coordinate(xs.end()), clamp_coordinate(ys.end()) };
     if (box_empty(box))
         return;
-    const Paint paint = rop_uses_pattern(blit.rop)
+    const GdiPaint paint = rop_uses_pattern(blit.rop)
                             ? resolve_brush(blit.dc, *blit.dc.state.brush.object)
-                            : Paint();
-    if (rop_uses_pattern(blit.rop) && paint.kind == Paint::Kind::none)
+                            : GdiPaint();
+    if (rop_uses_pattern(blit.rop) && paint.kind == GdiPaint::Kind::none)
         return;
     const bool plain = blit.x.plain() && blit.y.plain();
     int count;

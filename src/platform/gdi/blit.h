@@ -17,14 +17,14 @@ struct BlitAxis {
 // pixel at the given position belongs to the box; with both negative the boxes are turned round.
 BlitAxis blit_axis(int64_t target, int64_t target_size, int64_t source, int64_t source_size);
 
-struct Blit {
+struct GdiBlit {
     const DeviceContext& dc;
-    Surface source;
-    const Converter& converter;
+    GdiSurface source;
+    const PixelConverter& converter;
     BlitAxis x, y;  // surface coordinates
     uint8_t rop;
 };
 
 // Does the copy, in the context's clip, with its brush and stretch mode. What the source doesn't
 // hold isn't drawn.
-void run_blit(const Blit& blit);
+void run_blit(const GdiBlit& blit);

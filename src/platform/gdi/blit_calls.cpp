@@ -17,7 +17,7 @@ static bool fill_with_brush(DeviceContext& dc, int x, int y, int width, int heig
         record_boxes(dc, &box, 1, *dc.state.brush.object, rop);
         return true;
     }
-    const Paint paint = rop_uses_pattern(rop) ? resolve_brush(dc, *dc.state.brush.object) : Paint();
+    const GdiPaint paint = rop_uses_pattern(rop) ? resolve_brush(dc, *dc.state.brush.object) : GdiPaint();
     fill_box(dc, box, paint, rop);
     return true;
 }
@@ -57,7 +57,7 @@ bool StretchBlt(HDC target, int x, int y, int width, int height, HDC source, int
         record_image(*dc, from->surface(), ax, ay, rop);
         return true;
     }
-    run_blit({ *dc, from->surface(), Converter(*from, *dc), ax, ay, rop_byte(rop) });
+    run_blit({ *dc, from->surface(), PixelConverter(*from, *dc), ax, ay, rop_byte(rop) });
     return true;
 }
 
@@ -97,32 +97,32 @@ bool ScrollDC(HDC handle, int dx, int dy, const RECT* scroll, const RECT* clip, 
         const POINT a = dc->to_surface(r.left, r.top), b = dc->to_surface(r.right, r.bottom);
         return sorted_box(a.x, a.y, b.x, b.y);
     };
-    Region area = dc->clip();
+    GdiRegion area = dc->clip();
     if (clip)
         area.intersect(surface_box(*clip));
     const Box whole = area.extents();
-    Region from(scroll ? intersect(surface_box(*scroll), whole) : whole);
+    GdiRegion from(scroll ? intersect(surface_box(*scroll), whole) : whole);
     from.intersect(area);
     const POINT zero = dc->to_surface(0, 0), moved = dc->to_surface(dx, dy);
     const int mx = moved.x - zero.x, my = moved.y - zero.y;
-    Region to = from;
+    GdiRegion to = from;
     to.translate(mx, my);
     to.intersect(area);
 
     // The move is one copy, clipped to where it arrives.
     const Box b = from.extents();
-    const std::optional<Region> kept = dc->state.clip;
-    Region arrival = to;
+    const std::optional<GdiRegion> kept = dc->state.clip;
+    GdiRegion arrival = to;
     arrival.translate(-dc->origin.x, -dc->origin.y);
     dc->state.clip = arrival;
     dc->clip_changed();
     const BlitAxis ax = blit_axis(b.x1 + mx, b.x2 - b.x1, b.x1, b.x2 - b.x1);
     const BlitAxis ay = blit_axis(b.y1 + my, b.y2 - b.y1, b.y1, b.y2 - b.y1);
-    run_blit({ *dc, dc->surface(), Converter(*dc, *dc), ax, ay, rop_byte(SRCCOPY) });
+    run_blit({ *dc, dc->surface(), PixelConverter(*dc, *dc), ax, ay, rop_byte(SRCCOPY) });
     dc->state.clip = kept;
     dc->clip_changed();
 
-    Region left = from;
+    GdiRegion left = from;
     left.subtract(to);
     left.translate(-dc->origin.x, -dc->origin.y);
     const Box l = left.extents();

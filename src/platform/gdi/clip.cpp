@@ -7,16 +7,16 @@ int SelectClipRgn(HDC dc, HRGN region)
 }
 
 // What is drawn on now, in device coordinates: the whole surface when no clip is set.
-static Region current_clip(const DeviceContext& dc)
+static GdiRegion current_clip(const DeviceContext& dc)
 {
     if (dc.state.clip)
         return *dc.state.clip;
-    Region whole = dc.visible;
+    GdiRegion whole = dc.visible;
     whole.translate(-dc.origin.x, -dc.origin.y);
     return whole;
 }
 
-static int set_clip(DeviceContext& dc, Region region)
+static int set_clip(DeviceContext& dc, GdiRegion region)
 {
     dc.state.clip = std::move(region);
     dc.clip_changed();
@@ -38,7 +38,7 @@ int ExtSelectClipRgn(HDC handle, HRGN region, int mode)
     }
     if (mode == RGN_COPY)
         return set_clip(*dc, object->region);
-    Region result;
+    GdiRegion result;
     if (!combine(&result, current_clip(*dc), object->region, mode))
         return RGN_ERROR;
     return set_clip(*dc, std::move(result));
@@ -61,7 +61,7 @@ int GetClipBox(HDC handle, RECT* box)
     const DeviceContext* dc = peek<DeviceContext>(handle);
     if (!dc || !box)
         return RGN_ERROR;
-    const Region& clip = dc->clip();
+    const GdiRegion& clip = dc->clip();
     const Box b = clip.extents();
     const POINT a = dc->to_logical(b.x1 - dc->origin.x, b.y1 - dc->origin.y);
     const POINT c = dc->to_logical(b.x2 - dc->origin.x, b.y2 - dc->origin.y);
@@ -80,7 +80,7 @@ int IntersectClipRect(HDC handle, int left, int top, int right, int bottom)
     DeviceContext* dc = peek<DeviceContext>(handle);
     if (!dc)
         return RGN_ERROR;
-    Region clip = current_clip(*dc);
+    GdiRegion clip = current_clip(*dc);
     clip.intersect(device_box(*dc, left, top, right, bottom));
     return set_clip(*dc, std::move(clip));
 }
@@ -90,8 +90,8 @@ int ExcludeClipRect(HDC handle, int left, int top, int right, int bottom)
     DeviceContext* dc = peek<DeviceContext>(handle);
     if (!dc)
         return RGN_ERROR;
-    Region clip = current_clip(*dc);
-    clip.subtract(Region(device_box(*dc, left, top, right, bottom)));
+    GdiRegion clip = current_clip(*dc);
+    clip.subtract(GdiRegion(device_box(*dc, left, top, right, bottom)));
     return set_clip(*dc, std::move(clip));
 }
 
@@ -103,7 +103,7 @@ int OffsetClipRgn(HDC handle, int x, int y)
     if (!dc->state.clip)
         return dc->clip().type();
     const POINT zero = dc->to_device(0, 0), moved = dc->to_device(x, y);
-    Region clip = *dc->state.clip;
+    GdiRegion clip = *dc->state.clip;
     clip.translate(moved.x - zero.x, moved.y - zero.y);
     return set_clip(*dc, std::move(clip));
 }

@@ -22,7 +22,7 @@ uint32_t color_value(const DeviceContext& dc, COLORREF c)
         const bool indexed = dc.bitmap && dc.surface().indexed() && dc.surface().table;
         return indexed ? dc.surface().table->color(c & 0xFFFF) : 0;
     }
-    return color_of(c);
+    return color_of_colorref(c);
 }
 
 static uint32_t brightness_bit(uint32_t color)
@@ -33,7 +33,7 @@ static uint32_t brightness_bit(uint32_t color)
     return white < black;
 }
 
-static uint32_t dib_index_pixel(const Surface& surface, uint32_t index)
+static uint32_t dib_index_pixel(const GdiSurface& surface, uint32_t index)
 {
     switch (surface.bits) {
     case 1: return index == 1;
@@ -57,7 +57,7 @@ static uint32_t mono_pixel(const DeviceContext& dc, COLORREF c, uint32_t color)
 }
 
 // A table of two: an exact entry, or else the background's nearest and its opposite.
-static uint32_t two_color_pixel(const DeviceContext& dc, const ColorTable& table, uint32_t color)
+static uint32_t two_color_pixel(const DeviceContext& dc, const GdiColorTable& table, uint32_t color)
 {
     const int exact = table.find(color);
     if (exact >= 0)
@@ -69,7 +69,7 @@ static uint32_t two_color_pixel(const DeviceContext& dc, const ColorTable& table
 
 uint32_t pixel_of(const DeviceContext& dc, COLORREF c, ColorUse use)
 {
-    const Surface& surface = dc.surface();
+    const GdiSurface& surface = dc.surface();
     if (is_dib_index(c))
         return dib_index_pixel(surface, c & 0xFFFF);
     const uint32_t color = color_value(dc, c);
@@ -83,33 +83,33 @@ uint32_t pixel_of(const DeviceContext& dc, COLORREF c, ColorUse use)
     }
 }
 
-uint32_t color_of_pixel(const Surface& surface, uint32_t pixel)
+uint32_t color_of_pixel(const GdiSurface& surface, uint32_t pixel)
 {
     if (surface.format == PixelFormat::mono)
         return pixel ? 0xFFFFFF : 0;
     return surface.indexed() ? surface.table->color(pixel) : direct_color(surface.format, pixel);
 }
 
-static bool same_colors(const Surface& a, const Surface& b)
+static bool same_colors(const GdiSurface& a, const GdiSurface& b)
 {
     if (a.format != b.format)
         return false;
     return !a.indexed() || a.table == b.table || a.table->colors() == b.table->colors();
 }
 
-void Converter::set_table(int bits)
+void PixelConverter::set_table(int bits)
 {
     kind_ = Kind::table;
     table_.resize(size_t(1) << bits);
 }
 
-static uint32_t nearest_pixel(const Surface& surface, uint32_t color)
+static uint32_t nearest_pixel(const GdiSurface& surface, uint32_t color)
 {
     return surface.indexed() ? surface.table->nearest(color) : direct_pixel(surface.format, color);
 }
 
 // Ones where the source has this pixel.
-void Converter::to_mono(const Surface& source, uint32_t pixel)
+void PixelConverter::to_mono(const GdiSurface& source, uint32_t pixel)
 {
     if (!source.indexed()) {
         kind_ = Kind::match;
@@ -121,7 +121,7 @@ void Converter::to_mono(const Surface& source, uint32_t pixel)
         table_[i] = i == pixel;
 }
 
-void Converter::to_colors(const Surface& source, const Surface& target)
+void PixelConverter::to_colors(const GdiSurface& source, const GdiSurface& target)
 {
     if (target.indexed()) {
         target_table_ = target.table;
@@ -144,7 +144,7 @@ void Converter::to_colors(const Surface& source, const Surface& target)
         table_[i] = direct_pixel(target.format, source.table->color(i));
 }
 
-Converter::Converter(const DeviceContext& source, const DeviceContext& target)
+PixelConverter::PixelConverter(const DeviceContext& source, const DeviceContext& target)
     : from_(source.surface().format), to_(target.surface().format)
 {
     if (&source.surface() == &target.surface() || same_colors(source.surface(), target.surface()))
@@ -163,7 +163,7 @@ Converter::Converter(const DeviceContext& source, const DeviceContext& target)
     }
 }
 
-Converter::Converter(const Surface& source, const DeviceContext& target)
+PixelConverter::PixelConverter(const GdiSurface& source, const DeviceContext& target)
     : from_(source.format), to_(target.surface().format)
 {
     if (from_ == PixelFormat::mono) {
@@ -180,23 +180,23 @@ Converter::Converter(const Surface& source, const DeviceContext& target)
     }
 }
 
-Converter::Converter(const Surface& source, const Surface& target)
+PixelConverter::PixelConverter(const GdiSurface& source, const GdiSurface& target)
     : from_(source.format), to_(target.format)
 {
     if (same_colors(source, target))
         return;
-    Surface from = source, to = target;
-    for (Surface* s : { &from, &to }) {
+    GdiSurface from = source, to = target;
+    for (GdiSurface* s : { &from, &to }) {
         if (s->format == PixelFormat::mono) {
             s->format = PixelFormat::indexed1;
-            s->table = default_table(1);
+            s->table = default_color_table(1);
         }
     }
     if (!same_colors(from, to))
         to_colors(from, to);
 }
 
-void Converter::run(const uint32_t* in, uint32_t* out, int n) const
+void PixelConverter::run(const uint32_t* in, uint32_t* out, int n) const
 {
     switch (kind_) {
     case Kind::identity:
@@ -228,13 +228,13 @@ void Converter::run(const uint32_t* in, uint32_t* out, int n) const
     }
 }
 
-void Converter::run_row(const uint8_t* row, int x, uint32_t* out, int n) const
+void PixelConverter::run_row(const uint8_t* row, int x, uint32_t* out, int n) const
 {
     if (kind_ == Kind::table && from_ == PixelFormat::indexed8) {
         for (int i = 0; i < n; i++)
             out[i] = table_[row[x + i]];
         return;
     }
-    unpack_row(row, format_bits(from_), x, n, out);
+    unpack_row(row, pixel_format_bits(from_), x, n, out);
     run(out, out, n);
 }

@@ -12,17 +12,17 @@ enum class ColorUse { draw, plot };  // pens, brushes and text; SetPixel and Get
 uint32_t pixel_of(const DeviceContext& dc, COLORREF color, ColorUse use);
 
 // The colour of a pixel of the surface.
-uint32_t color_of_pixel(const Surface& surface, uint32_t pixel);
+uint32_t color_of_pixel(const GdiSurface& surface, uint32_t pixel);
 
 // Pixel numbers of one surface to those of another.
-class Converter {
+class PixelConverter {
 public:
     // From a bitmap that is selected in `source` to the surface of `target`.
-    Converter(const DeviceContext& source, const DeviceContext& target);
+    PixelConverter(const DeviceContext& source, const DeviceContext& target);
     // From a DIB or a pattern.
-    Converter(const Surface& source, const DeviceContext& target);
+    PixelConverter(const GdiSurface& source, const DeviceContext& target);
     // Between bitmaps without contexts. One bit is black and white.
-    Converter(const Surface& source, const Surface& target);
+    PixelConverter(const GdiSurface& source, const GdiSurface& target);
 
     bool identity() const { return kind_ == Kind::identity; }
     void run(const uint32_t* in, uint32_t* out, int n) const;
@@ -31,13 +31,13 @@ public:
 
 private:
     enum class Kind { identity, table, direct, cells, nearest, match };
-    void to_mono(const Surface& source, uint32_t pixel);
-    void to_colors(const Surface& source, const Surface& target);
+    void to_mono(const GdiSurface& source, uint32_t pixel);
+    void to_colors(const GdiSurface& source, const GdiSurface& target);
     void set_table(int bits);
 
     Kind kind_ = Kind::identity;
     PixelFormat from_, to_;
     uint32_t key_ = 0;                  // match: the pixel that becomes 1
     std::vector<uint32_t> table_;
-    std::shared_ptr<ColorTable> target_table_;
+    std::shared_ptr<GdiColorTable> target_table_;
 };

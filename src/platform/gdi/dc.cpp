@@ -44,14 +44,14 @@ POINT DeviceContext::to_logical(int64_t x, int64_t y) const
     return { clamp_coordinate(lx + state.window_org.x), clamp_coordinate(ly + state.window_org.y) };
 }
 
-const Region& DeviceContext::clip() const
+const GdiRegion& DeviceContext::clip() const
 {
     if (!clip_valid_) {
         clip_ = visible;
         if (bitmap)
             clip_.intersect(bitmap->surface.box());
         if (state.clip) {
-            Region moved = *state.clip;
+            GdiRegion moved = *state.clip;
             moved.translate(origin.x, origin.y);
             clip_.intersect(moved);
         }
@@ -66,13 +66,13 @@ DeviceContext* drawable(HDC handle)
     return dc && dc->bitmap ? dc : nullptr;
 }
 
-template <class T> static Selected<T> stock(int which)
+template <class T> static GdiSelected<T> stock(int which)
 {
     const HGDIOBJ handle = GetStockObject(which);
     return { handle, share<T>(handle) };
 }
 
-std::shared_ptr<DeviceContext> new_context()
+std::shared_ptr<DeviceContext> new_gdi_context()
 {
     auto dc = std::make_shared<DeviceContext>();
     dc->state.pen = stock<PenObject>(BLACK_PEN);
@@ -86,15 +86,15 @@ static void put_bitmap(DeviceContext& dc, HBITMAP handle)
 {
     dc.bitmap = share<BitmapObject>(handle);
     dc.state.bitmap = handle;
-    dc.visible = Region(dc.surface().box());
+    dc.visible = GdiRegion(dc.surface().box());
     dc.clip_changed();
 }
 
 HDC CreateCompatibleDC(HDC)
 {
-    auto dc = new_context();
+    auto dc = new_gdi_context();
     dc->memory = true;
-    put_bitmap(*dc, stock_bitmap());
+    put_bitmap(*dc, stock_gdi_bitmap());
     return add<GdiType::dc>(dc);
 }
 
@@ -105,7 +105,7 @@ static bool place_surface(DeviceContext& dc, const RECT& area, HRGN visible)
         return false;
     const Box box = sorted_box(area.left, area.top, area.right, area.bottom);
     dc.origin = { box.x1, box.y1 };
-    dc.visible = Region(box);
+    dc.visible = GdiRegion(box);
     if (region)
         dc.visible.intersect(region->region);
     dc.clip_changed();
@@ -114,7 +114,7 @@ static bool place_surface(DeviceContext& dc, const RECT& area, HRGN visible)
 
 HDC CreateSurfaceDC(HBITMAP surface, const RECT& area, HRGN visible)
 {
-    auto dc = new_context();
+    auto dc = new_gdi_context();
     dc->bitmap = share<BitmapObject>(surface);
     dc->state.bitmap = surface;
     if (!dc->bitmap || !place_surface(*dc, area, visible))
@@ -140,7 +140,7 @@ bool DeleteDC(HDC handle)
     if (!dc)
         return false;
     release_bitmap(handle, dc->state.bitmap);
-    return remove_object(handle);
+    return remove_gdi_object(handle);
 }
 
 HBITMAP SelectBitmap(HDC handle, HBITMAP bitmap)
@@ -159,7 +159,7 @@ HBITMAP SelectBitmap(HDC handle, HBITMAP bitmap)
     return old;
 }
 
-template <class T> static HGDIOBJ select(HGDIOBJ handle, Selected<T>& place)
+template <class T> static HGDIOBJ select(HGDIOBJ handle, GdiSelected<T>& place)
 {
     const HGDIOBJ old = place.handle;
     place = { handle, share<T>(handle) };
@@ -247,11 +247,11 @@ bool SetDisplayFormat(int width, int height, int bits)
 {
     if (width <= 0 || height <= 0 || width > 32767 || height > 32767 || (bits != 8 && bits != 32))
         return false;
-    Display& d = display();
+    GdiDisplay& d = gdi_display();
     d.width = width;
     d.height = height;
     d.format = bits == 8 ? PixelFormat::indexed8 : PixelFormat::bgrx32;
-    d.table = bits == 8 ? default_table(8) : nullptr;
+    d.table = bits == 8 ? default_color_table(8) : nullptr;
     return true;
 }
 
@@ -264,8 +264,8 @@ int GetDeviceCaps(HDC handle, int index)
         return 0;
     if (dc->device)
         return dc->device->Caps(index);
-    const Display& d = display();
-    const int bits = format_bits(d.format);
+    const GdiDisplay& d = gdi_display();
+    const int bits = pixel_format_bits(d.format);
     switch (index) {
     case TECHNOLOGY: return DT_RASDISPLAY;
     case HORZSIZE: return d.width * 254 / (kDotsPerInch * 10);
@@ -440,7 +440,7 @@ bool MoveToEx(HDC handle, int x, int y, POINT* old)
     if (!dc)
         return false;
     dc->state.dash_phase = 0;
-    if (Path* path = open_path(*dc))
+    if (GdiPath* path = open_path(*dc))
         path->move_to(dc->to_device(x, y));
     return exchange_point(handle, &DcState::position, x, y, old);
 }

@@ -15,16 +15,16 @@
 struct FontObject;
 class GdiDevice;
 
-template <class T> struct Selected {
+template <class T> struct GdiSelected {
     HGDIOBJ handle;
     std::shared_ptr<T> object;
 };
 
 struct DcState {
-    Selected<PenObject> pen;
-    Selected<BrushObject> brush;
-    Selected<FontObject> font;
-    Selected<PaletteObject> palette;
+    GdiSelected<PenObject> pen;
+    GdiSelected<BrushObject> brush;
+    GdiSelected<FontObject> font;
+    GdiSelected<PaletteObject> palette;
     HBITMAP bitmap;
     COLORREF text_color = 0, bk_color = 0xFFFFFF;
     int bk_mode = OPAQUE, rop2 = R2_COPYPEN, poly_fill = ALTERNATE, stretch_mode = BLACKONWHITE;
@@ -32,7 +32,7 @@ struct DcState {
     uint32_t text_align = 0;
     POINT brush_org, window_org, viewport_org, position;
     SIZE window_ext{ 1, 1 }, viewport_ext{ 1, 1 };
-    std::optional<Region> clip;
+    std::optional<GdiRegion> clip;
     int dash_phase = 0;  // pixels of the pen's dash pattern that the lines since MoveTo took
 };
 
@@ -45,27 +45,27 @@ struct DeviceContext : GdiObject {
     bool memory = false;
     std::shared_ptr<BitmapObject> bitmap;  // what is drawn on; null for a printer
     POINT origin;                          // of device coordinates on the surface
-    Region visible;                        // in surface coordinates
+    GdiRegion visible;                        // in surface coordinates
     GdiDevice* device = nullptr;           // behind a printer context
-    std::unique_ptr<Path> path;
+    std::unique_ptr<GdiPath> path;
     bool path_open = false;
 
-    const Surface& surface() const { return bitmap->surface; }
+    const GdiSurface& surface() const { return bitmap->surface; }
     bool identity() const;  // one logical unit is one pixel
     POINT to_device(int64_t x, int64_t y) const;
     POINT to_surface(int64_t x, int64_t y) const;
     POINT to_logical(int64_t x, int64_t y) const;
 
     // The part of the surface that may be drawn on, in surface coordinates.
-    const Region& clip() const;
+    const GdiRegion& clip() const;
     void clip_changed() { clip_valid_ = false; }
 
 private:
-    mutable Region clip_;
+    mutable GdiRegion clip_;
     mutable bool clip_valid_ = false;
 };
 
 // The context behind a handle when it can be drawn on: not null, with a surface.
 DeviceContext* drawable(HDC dc);
 
-std::shared_ptr<DeviceContext> new_context();
+std::shared_ptr<DeviceContext> new_gdi_context();

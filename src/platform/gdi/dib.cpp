@@ -121,7 +121,7 @@ bool read_dib_header(const void* info, uint32_t usage, DibLayout* dib, size_t av
     return true;
 }
 
-std::shared_ptr<ColorTable> dib_table(const DibLayout& dib, const BITMAPINFO* info, uint32_t usage,
+std::shared_ptr<GdiColorTable> dib_table(const DibLayout& dib, const BITMAPINFO* info, uint32_t usage,
                                       const DeviceContext* dc)
 {
     const uint8_t* p = reinterpret_cast<const uint8_t*>(info) + dib.header_size;
@@ -134,7 +134,7 @@ std::shared_ptr<ColorTable> dib_table(const DibLayout& dib, const BITMAPINFO* in
         else
             colors[i] = word_at(p, 4 * i) & 0xFFFFFF;
     }
-    return std::make_shared<ColorTable>(std::move(colors));
+    return std::make_shared<GdiColorTable>(std::move(colors));
 }
 
 // A channel cut out by its mask and brought to 8 bits.
@@ -214,7 +214,7 @@ static std::shared_ptr<BitmapObject> unpack_rle(const DibLayout& dib, const uint
 
 bool dib_surface(const DibLayout& dib, const BITMAPINFO* info, uint32_t usage,
                  const DeviceContext* dc, const void* bits, std::shared_ptr<BitmapObject>* holder,
-                 Surface* surface)
+                 GdiSurface* surface)
 {
     if (!bits)
         return false;

@@ -17,7 +17,7 @@ int StretchDIBits(HDC handle, int x, int y, int width, int height, int sx, int s
     const int lines = dib.top_down && rop != SRCCOPY ? -dib.height : dib.height;
     if (!rop_uses_source(rop_byte(rop)))
         return PatBlt(handle, x, y, width, height, rop) ? lines : 0;
-    Surface source;
+    GdiSurface source;
     std::shared_ptr<BitmapObject> holder;
     if (!dib_surface(dib, info, usage, dc, bits, &holder, &source))
         return 0;
@@ -39,7 +39,7 @@ int StretchDIBits(HDC handle, int x, int y, int width, int height, int sx, int s
     if (dc->device)
         record_image(*dc, source, ax, ay, rop);
     else
-        run_blit({ *dc, source, Converter(source, *dc), ax, ay, rop_byte(rop) });
+        run_blit({ *dc, source, PixelConverter(source, *dc), ax, ay, rop_byte(rop) });
     if (!copied || sheight < 0)
         return lines;
     return int(std::max<int64_t>(0, std::min<int64_t>(int64_t(sy) + sheight, dib.height)
@@ -47,7 +47,7 @@ int StretchDIBits(HDC handle, int x, int y, int width, int height, int sx, int s
 }
 
 // Bits hold the scan lines `first` to `first + lines` of the image only.
-static bool band_surface(const DibLayout& dib, uint32_t first, uint32_t lines, Surface* s)
+static bool band_surface(const DibLayout& dib, uint32_t first, uint32_t lines, GdiSurface* s)
 {
     if (first >= uint32_t(dib.height) || lines == 0)
         return false;
@@ -65,7 +65,7 @@ int SetDIBitsToDevice(HDC handle, int x, int y, uint32_t width, uint32_t height,
 {
     DeviceContext* dc = peek<DeviceContext>(handle);
     DibLayout dib;
-    Surface source;
+    GdiSurface source;
     std::shared_ptr<BitmapObject> holder;
     if (!dc || !read_dib_header(info, usage, &dib) || (dib.rle() && first != 0)
         || width > uint32_t(kCoordinateLimit) || height > uint32_t(kCoordinateLimit)
@@ -81,7 +81,7 @@ int SetDIBitsToDevice(HDC handle, int x, int y, uint32_t width, uint32_t height,
     if (dc->device)
         record_image(*dc, source, ax, ay, SRCCOPY);
     else
-        run_blit({ *dc, source, Converter(source, *dc), ax, ay, rop_byte(SRCCOPY) });
+        run_blit({ *dc, source, PixelConverter(source, *dc), ax, ay, rop_byte(SRCCOPY) });
     return source.height;
 }
 
@@ -96,14 +96,14 @@ int SetDIBits(HDC handle, HBITMAP bitmap_handle, uint32_t first, uint32_t lines,
 {
     const BitmapObject* bitmap = peek<BitmapObject>(bitmap_handle);
     DibLayout dib;
-    Surface source;
+    GdiSurface source;
     std::shared_ptr<BitmapObject> holder;
     if (!bitmap || bitmap->stock || !read_dib_header(info, usage, &dib) || (dib.rle() && first != 0)
         || !dib_surface(dib, info, usage, peek<DeviceContext>(handle), bits, &holder, &source)
         || !band_surface(dib, first, lines, &source))
         return 0;
-    const Surface& target = bitmap->surface;
-    const Converter converter(source, target);
+    const GdiSurface& target = bitmap->surface;
+    const PixelConverter converter(source, target);
     const int n = std::min(dib.width, target.width);
     std::vector<uint32_t> pixels(static_cast<size_t>(n));
     const int band = dib.top_down ? int(first) : dib.height - int(first) - source.height;
@@ -117,17 +117,17 @@ int SetDIBits(HDC handle, HBITMAP bitmap_handle, uint32_t first, uint32_t lines,
     return source.height;
 }
 
-static std::shared_ptr<ColorTable> table_for(const Surface& source, int bits)
+static std::shared_ptr<GdiColorTable> table_for(const GdiSurface& source, int bits)
 {
     if (source.indexed() && source.bits == bits) {
         std::vector<uint32_t> colors = source.table->colors();
         colors.resize(size_t(1) << bits);
-        return std::make_shared<ColorTable>(std::move(colors));
+        return std::make_shared<GdiColorTable>(std::move(colors));
     }
-    return default_table(bits);
+    return default_color_table(bits);
 }
 
-static void write_table(const ColorTable& table, uint32_t usage, uint8_t* out)
+static void write_table(const GdiColorTable& table, uint32_t usage, uint8_t* out)
 {
     for (uint32_t i = 0; i < table.size(); i++) {
         if (usage == DIB_PAL_COLORS) {
@@ -140,7 +140,7 @@ static void write_table(const ColorTable& table, uint32_t usage, uint8_t* out)
     }
 }
 
-static int describe(const Surface& s, BITMAPINFOHEADER* header)
+static int describe(const GdiSurface& s, BITMAPINFOHEADER* header)
 {
     header->biWidth = s.width;
     header->biHeight = s.height;
@@ -158,7 +158,7 @@ int GetDIBits(HDC, HBITMAP bitmap_handle, uint32_t first, uint32_t lines, void* 
     const BitmapObject* bitmap = peek<BitmapObject>(bitmap_handle);
     if (!bitmap || !info || info->bmiHeader.biSize < sizeof(BITMAPINFOHEADER))
         return 0;
-    const Surface& source = bitmap->surface;
+    const GdiSurface& source = bitmap->surface;
     BITMAPINFOHEADER& header = info->bmiHeader;
     if (header.biBitCount == 0)
         return describe(source, &header);
@@ -166,7 +166,7 @@ int GetDIBits(HDC, HBITMAP bitmap_handle, uint32_t first, uint32_t lines, void* 
     header.biClrUsed = header.biClrImportant = 0;
     if (!read_dib_header(info, usage, &dib) || dib.rle())
         return 0;
-    Surface target;
+    GdiSurface target;
     if (!dib.plain_format(&target.format))
         return 0;
     target.bits = dib.bits;
@@ -180,7 +180,7 @@ int GetDIBits(HDC, HBITMAP bitmap_handle, uint32_t first, uint32_t lines, void* 
     const int count = int(std::min(lines, uint32_t(source.height) - first));
     if (!bits)
         return count;
-    const Converter converter(source, target);
+    const PixelConverter converter(source, target);
     const int n = std::min(dib.width, source.width);
     std::vector<uint32_t> pixels(static_cast<size_t>(n));
     for (int i = 0; i < count; i++) {

@@ -34,7 +34,7 @@ public:
     BitmapFont(std::shared_ptr<const FntFont> font, const LOGFONTA& d, int factor);
 
 protected:
-    Glyph render(uint8_t byte, bool) override;
+    GdiGlyph render(uint8_t byte, bool) override;
 
 private:
     std::shared_ptr<const FntFont> font_;
@@ -175,12 +175,12 @@ BitmapFont::BitmapFont(std::shared_ptr<const FntFont> font, const LOGFONTA& d, i
     always_hard = true;
 }
 
-Glyph BitmapFont::render(uint8_t byte, bool)
+GdiGlyph BitmapFont::render(uint8_t byte, bool)
 {
     const FntGlyph& from = font_->glyphs[byte];
     const int height = metrics.tmHeight, width = from.width * factor_;
     const int lean = slant_ ? height / 3 : 0, extra = (embolden_ ? 1 : 0) + lean;
-    Glyph out;
+    GdiGlyph out;
     out.top = metrics.tmAscent;
     out.width = width + extra;
     out.height = height;

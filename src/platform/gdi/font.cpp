@@ -1,6 +1,8 @@
 // The font mapper and the glyphs: fontconfig finds a face, FreeType draws it.
 #include "platform/gdi/font.h"
 
+#include "platform/text_encoding.h"
+
 #include <fontconfig/fontconfig.h>
 #include <ft2build.h>
 #include FT_FREETYPE_H
@@ -25,38 +27,31 @@ extern "C" __attribute__((weak)) const char* __lsan_default_suppressions()
 }
 #endif
 
-uint32_t unicode_of(uint8_t byte)
+// Unicode of each byte, read off the system's own conversion.
+static uint32_t unicode_of(uint8_t byte)
 {
-    static const uint16_t high[32] = {
-        0x20AC, 0x81,   0x201A, 0x192,  0x201E, 0x2026, 0x2020, 0x2021, 0x2C6,  0x2030, 0x160,
-        0x2039, 0x152,  0x8D,   0x17D,  0x8F,   0x90,   0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
-        0x2013, 0x2014, 0x2DC,  0x2122, 0x161,  0x203A, 0x153,  0x9D,   0x17E,  0x178
-    };
-    return byte >= 0x80 && byte < 0xA0 ? high[byte - 0x80] : byte;
+    static const std::array<uint32_t, 256> table = [] {
+        std::array<uint32_t, 256> out{};
+        for (int b = 0; b < 256; b++) {
+            const char ansi = char(b);
+            const std::string utf8 = utf8_from_ansi(std::string_view(&ansi, 1));
+            uint32_t c = 0;
+            for (size_t i = 0; i < utf8.size(); i++) {
+                const uint32_t u = uint8_t(utf8[i]);
+                c = i > 0 ? c << 6 | (u & 0x3F) : u >= 0xE0 ? u & 0x0F : u >= 0xC0 ? u & 0x1F : u;
+            }
+            out[size_t(b)] = c;
+        }
+        return out;
+    }();
+    return table[byte];
 }
 
-std::string ansi_of_utf8(const char* text)
+// A face's name as bytes; empty when a character of it has none.
+static std::string face_name(const char* utf8)
 {
-    std::string out;
-    for (const uint8_t* p = reinterpret_cast<const uint8_t*>(text); *p;) {
-        uint32_t c = *p++;
-        const int more = c >= 0xF0 ? 3 : c >= 0xE0 ? 2 : c >= 0xC0 ? 1 : 0;
-        if (more)
-            c &= 0x3Fu >> more;
-        for (int i = 0; i < more; i++) {
-            if ((*p & 0xC0) != 0x80)
-                return {};
-            c = c << 6 | (*p++ & 0x3F);
-        }
-        int byte = -1;
-        for (int b = 0; b < 256 && byte < 0; b++)
-            if (unicode_of(uint8_t(b)) == c)
-                byte = b;
-        if (byte < 0)
-            return {};
-        out.push_back(char(byte));
-    }
-    return out;
+    const std::string name = ansi_from_utf8(utf8, '\0');
+    return name.find('\0') == std::string::npos ? name : std::string();
 }
 
 LOGFONTA stock_font_description(int which)
@@ -72,11 +67,11 @@ LOGFONTA stock_font_description(int which)
     return font;
 }
 
-const Glyph& RealizedFont::glyph(uint8_t byte, bool soft)
+const GdiGlyph& RealizedFont::glyph(uint8_t byte, bool soft)
 {
-    std::unique_ptr<Glyph>& place = glyphs_[soft][byte];
+    std::unique_ptr<GdiGlyph>& place = glyphs_[soft][byte];
     if (!place)
-        place = std::make_unique<Glyph>(render(byte, soft));
+        place = std::make_unique<GdiGlyph>(render(byte, soft));
     return *place;
 }
 
@@ -90,12 +85,16 @@ int RealizedFont::text_width(const char* text, int count) const
 
 // ---- finding a face
 
+namespace {
+
 struct FaceFile {
     std::string path, family;
     int index = 0;
     bool bold = false, italic = false;  // what the file itself is
     bool found = false;
 };
+
+} // namespace
 
 static FcConfig* font_config()
 {
@@ -125,30 +124,11 @@ static const char* substitute(const char* face)
     return face;
 }
 
-static std::string utf8_of(const char* ansi)
-{
-    std::string out;
-    for (; *ansi; ansi++) {
-        const uint32_t c = unicode_of(uint8_t(*ansi));
-        if (c < 0x80) {
-            out.push_back(char(c));
-        } else if (c < 0x800) {
-            out.push_back(char(0xC0 | c >> 6));
-            out.push_back(char(0x80 | (c & 0x3F)));
-        } else {
-            out.push_back(char(0xE0 | c >> 12));
-            out.push_back(char(0x80 | (c >> 6 & 0x3F)));
-            out.push_back(char(0x80 | (c & 0x3F)));
-        }
-    }
-    return out;
-}
-
 static FaceFile find_face(const char* face, bool bold, bool italic, uint8_t pitch_and_family)
 {
     FaceFile out;
     FcPattern* pattern = FcPatternCreate();
-    const std::string family = utf8_of(substitute(face));
+    const std::string family = utf8_from_ansi(substitute(face));
     FcPatternAddString(pattern, FC_FAMILY, reinterpret_cast<const FcChar8*>(family.c_str()));
     const char* fallback = (pitch_and_family & 0xF0) == FF_ROMAN    ? "Liberation Serif"
                            : (pitch_and_family & 0xF0) == FF_MODERN ? "Liberation Mono"
@@ -168,7 +148,7 @@ static FaceFile find_face(const char* face, bool bold, bool italic, uint8_t pitc
             out.found = true;
         }
         if (FcPatternGetString(match, FC_FAMILY, 0, &name) == FcResultMatch)
-            out.family = ansi_of_utf8(reinterpret_cast<const char*>(name));
+            out.family = face_name(reinterpret_cast<const char*>(name));
         FcPatternGetInteger(match, FC_INDEX, 0, &out.index);
         FcPatternGetInteger(match, FC_WEIGHT, 0, &weight);
         FcPatternGetInteger(match, FC_SLANT, 0, &slant);
@@ -205,7 +185,7 @@ public:
     void measure(const LOGFONTA& d);
 
 protected:
-    Glyph render(uint8_t byte, bool soft) override;
+    GdiGlyph render(uint8_t byte, bool soft) override;
 
 private:
     FT_UInt index_of(uint8_t byte) const;
@@ -216,7 +196,7 @@ private:
 
 class BlankFont : public RealizedFont {
 protected:
-    Glyph render(uint8_t, bool) override { return {}; }
+    GdiGlyph render(uint8_t, bool) override { return {}; }
 };
 
 } // namespace
@@ -302,9 +282,9 @@ void OutlineFont::measure(const LOGFONTA& d)
                                                     : m.tmAscent / 3;
 }
 
-Glyph OutlineFont::render(uint8_t byte, bool soft)
+GdiGlyph OutlineFont::render(uint8_t byte, bool soft)
 {
-    Glyph out;
+    GdiGlyph out;
     const int target = soft ? FT_LOAD_TARGET_NORMAL : FT_LOAD_TARGET_MONO;
     if (FT_Load_Glyph(face_, index_of(byte), target | FT_LOAD_NO_BITMAP)
         || face_->glyph->format != FT_GLYPH_FORMAT_OUTLINE)
@@ -349,9 +329,9 @@ static std::shared_ptr<RealizedFont> realize_outline(const LOGFONTA& d, double s
                                                      double scale_y)
 {
     const bool bold = d.lfWeight >= 550, italic = d.lfItalic != 0;
-    char face_name[33] = {};
-    memcpy(face_name, d.lfFaceName, 32);
-    const FaceFile file = find_face(face_name, bold, italic, d.lfPitchAndFamily);
+    char wanted[33] = {};
+    memcpy(wanted, d.lfFaceName, 32);
+    const FaceFile file = find_face(wanted, bold, italic, d.lfPitchAndFamily);
     FT_Face face;
     if (!file.found || !freetype()
         || FT_New_Face(freetype(), file.path.c_str(), file.index, &face))
@@ -411,7 +391,7 @@ static std::vector<std::string> installed_families()
         for (int i = 0; i < set->nfont; i++) {
             FcChar8* family;
             if (FcPatternGetString(set->fonts[i], FC_FAMILY, 0, &family) == FcResultMatch)
-                names.push_back(ansi_of_utf8(reinterpret_cast<const char*>(family)));
+                names.push_back(face_name(reinterpret_cast<const char*>(family)));
         }
         FcFontSetDestroy(set);
     }
@@ -425,7 +405,7 @@ static std::vector<std::string> installed_families()
 
 int EnumFontsA(HDC dc, const char* face, FontEnumProc proc, void* data)
 {
-    if (!peek_object(dc, GdiType::dc) || !proc)
+    if (!peek_gdi_object(dc, GdiType::dc) || !proc)
         return 0;
     int result = 1;
     for (const std::string& name : installed_families()) {

@@ -16,7 +16,7 @@ struct FontObject : GdiObject {
 
 LOGFONTA stock_font_description(int which);
 
-struct Glyph {
+struct GdiGlyph {
     int left = 0, top = 0;           // of the bitmap, from the origin on the baseline; up is positive
     int width = 0, height = 0;
     std::vector<uint8_t> coverage;   // a byte a pixel, 0 to 255
@@ -27,7 +27,7 @@ class RealizedFont {
 public:
     virtual ~RealizedFont() = default;
 
-    const Glyph& glyph(uint8_t byte, bool soft);
+    const GdiGlyph& glyph(uint8_t byte, bool soft);
     int advance(uint8_t byte) const { return advances[byte]; }
     int text_width(const char* text, int count) const;
 
@@ -40,20 +40,16 @@ public:
     bool always_hard = false;
 
 protected:
-    virtual Glyph render(uint8_t byte, bool soft) = 0;
+    virtual GdiGlyph render(uint8_t byte, bool soft) = 0;
 
 private:
-    std::array<std::unique_ptr<Glyph>, 256> glyphs_[2];
+    std::array<std::unique_ptr<GdiGlyph>, 256> glyphs_[2];
 };
 
 // The font at a device size: `scale_x` and `scale_y` are device pixels a logical unit. Never null:
 // without any face on the system it is a font of blanks.
 std::shared_ptr<RealizedFont> realize_font(const LOGFONTA& description, double scale_x,
                                            double scale_y);
-
-// Windows-1252 to Unicode, and a UTF-8 name back; what has no byte makes the result empty.
-uint32_t unicode_of(uint8_t byte);
-std::string ansi_of_utf8(const char* text);
 
 // Faces of the Windows bitmap format that were added; realize_fnt answers null for other names.
 std::shared_ptr<RealizedFont> realize_fnt(const LOGFONTA& description, double scale_y);

@@ -99,7 +99,7 @@ static void walk(const LineWalk& line, int64_t low, int64_t high, Plot plot)
 }
 
 template <class Pixel>
-static void plot_solid(const Surface& s, const LineWalk& line, int64_t low, int64_t high,
+static void plot_solid(const GdiSurface& s, const LineWalk& line, int64_t low, int64_t high,
                        PixelOp op)
 {
     walk(line, low, high, [&](int x, int y, int64_t) {
@@ -108,7 +108,7 @@ static void plot_solid(const Surface& s, const LineWalk& line, int64_t low, int6
     });
 }
 
-static void draw_solid(const Surface& s, const LineWalk& line, int64_t low, int64_t high,
+static void draw_solid(const GdiSurface& s, const LineWalk& line, int64_t low, int64_t high,
                        PixelOp op)
 {
     if (low >= high)
@@ -150,18 +150,22 @@ static std::vector<uint8_t> dash_period(const PenObject& pen)
     return period;
 }
 
+namespace {
+
 struct ThinPen {
     PixelOp dash, gap;
     bool gaps_drawn;
     std::vector<uint8_t> period;
 };
 
+} // namespace
+
 static void draw_segment(const DeviceContext& dc, POINT a, POINT b, const ThinPen& pen, int phase)
 {
     const LineWalk line(a, b);
     if (line.steps() == 0)
         return;
-    const Surface& s = dc.surface();
+    const GdiSurface& s = dc.surface();
     const Box bounds = { std::min(a.x, b.x), std::min(a.y, b.y), std::max(a.x, b.x) + 1,
                          std::max(a.y, b.y) + 1 };
     for_each_clipped(dc.clip(), bounds, [&](const Box& part) {
@@ -184,7 +188,7 @@ static void draw_thin(DeviceContext& dc, const POINT* points, size_t count, bool
 {
     const PenObject& pen = *dc.state.pen.object;
     const uint8_t rop = current_rop(dc);
-    const Paint paint = resolve_pen(dc, pen);
+    const GdiPaint paint = resolve_pen(dc, pen);
     ThinPen thin{ pixel_op(rop, paint.pixel), {}, dc.state.bk_mode == OPAQUE, dash_period(pen) };
     if (!thin.period.empty() && thin.gaps_drawn)
         thin.gap = pixel_op(rop, pixel_of(dc, dc.state.bk_color, ColorUse::draw));
@@ -208,7 +212,7 @@ void draw_polyline(DeviceContext& dc, const POINT* points, size_t count, bool cl
     }
     const std::vector<Box> area = stroke_area(std::vector<POINT>(points, points + count), closed,
                                               pen_width(dc, pen), pen, dc.clip().extents());
-    fill_region(dc, Region(area), resolve_pen(dc, pen), current_rop(dc));
+    fill_region(dc, GdiRegion(area), resolve_pen(dc, pen), current_rop(dc));
 }
 
 void add_line_spans(POINT a, POINT b, const Box& bounds, std::vector<Box>* out)

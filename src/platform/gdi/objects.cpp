@@ -14,6 +14,8 @@ static constexpr uint32_t kIndexMask = 0xFFFF;
 static constexpr uint32_t kGenerationMask = 0x7FF;
 static constexpr int kStockCount = 18;
 
+namespace {
+
 struct Slot {
     std::shared_ptr<GdiObject> object;
     uint32_t generation = 1;
@@ -27,6 +29,8 @@ struct ObjectTable {
     bool stock_made = false;
 };
 
+} // namespace
+
 // Lives to the end of the program: other static data may still delete objects while it goes down.
 static ObjectTable& object_table()
 {
@@ -34,7 +38,7 @@ static ObjectTable& object_table()
     return *table;
 }
 
-HGDIOBJ add_object(std::shared_ptr<GdiObject> object)
+HGDIOBJ add_gdi_object(std::shared_ptr<GdiObject> object)
 {
     ObjectTable& table = object_table();
     if (table.free.empty()) {
@@ -63,19 +67,19 @@ static Slot* find_slot(HGDIOBJ handle)
     return alive ? &slot : nullptr;
 }
 
-GdiObject* peek_object(HGDIOBJ handle, GdiType type)
+GdiObject* peek_gdi_object(HGDIOBJ handle, GdiType type)
 {
     const Slot* slot = find_slot(handle);
     return slot && slot->object->type == type ? slot->object.get() : nullptr;
 }
 
-std::shared_ptr<GdiObject> find_object(HGDIOBJ handle, GdiType type)
+std::shared_ptr<GdiObject> find_gdi_object(HGDIOBJ handle, GdiType type)
 {
     const Slot* slot = find_slot(handle);
     return slot && slot->object->type == type ? slot->object : nullptr;
 }
 
-bool remove_object(HGDIOBJ handle)
+bool remove_gdi_object(HGDIOBJ handle)
 {
     Slot* slot = find_slot(handle);
     if (!slot)
@@ -135,7 +139,7 @@ HGDIOBJ GetStockObject(int which)
     return which >= 0 && which < kStockCount ? table.stock[size_t(which)] : HGDIOBJ();
 }
 
-HBITMAP stock_bitmap()
+HBITMAP stock_gdi_bitmap()
 {
     GetStockObject(NULL_PEN);
     return HBITMAP(object_table().stock_bitmap);
@@ -152,7 +156,7 @@ bool DeleteObject(HGDIOBJ handle)
         return DeleteDC(HDC(handle));
     if (const BitmapObject* bitmap = peek<BitmapObject>(handle); bitmap && bitmap->selected_into)
         return false;
-    return remove_object(handle);
+    return remove_gdi_object(handle);
 }
 
 int GetObjectType(HGDIOBJ handle)

@@ -4,10 +4,10 @@
 
 #include <algorithm>
 
-Paint solid_paint(uint32_t pixel)
+GdiPaint solid_paint(uint32_t pixel)
 {
-    Paint paint;
-    paint.kind = Paint::Kind::solid;
+    GdiPaint paint;
+    paint.kind = GdiPaint::Kind::solid;
     paint.pixel = pixel;
     return paint;
 }
@@ -22,12 +22,12 @@ static const uint8_t hatch_rows[6][8] = {
     { 0x81, 0x42, 0x24, 0x18, 0x18, 0x24, 0x42, 0x81 },
 };
 
-static Paint hatch_paint(const DeviceContext& dc, const BrushObject& brush)
+static GdiPaint hatch_paint(const DeviceContext& dc, const BrushObject& brush)
 {
     const uint32_t fore = pixel_of(dc, brush.color, ColorUse::draw);
     const uint32_t back = pixel_of(dc, dc.state.bk_color, ColorUse::draw);
-    Paint paint;
-    paint.kind = Paint::Kind::tile;
+    GdiPaint paint;
+    paint.kind = GdiPaint::Kind::tile;
     paint.width = paint.height = 8;
     for (int i = 0; i < 64; i++) {
         const bool on = hatch_rows[brush.hatch][i >> 3] >> (7 - (i & 7)) & 1;
@@ -38,18 +38,18 @@ static Paint hatch_paint(const DeviceContext& dc, const BrushObject& brush)
     return paint;
 }
 
-static Paint pattern_paint(const DeviceContext& dc, const BrushObject& brush)
+static GdiPaint pattern_paint(const DeviceContext& dc, const BrushObject& brush)
 {
-    Surface pattern = brush.pattern->surface;
+    GdiSurface pattern = brush.pattern->surface;
     if (brush.palette_colors) {
         std::vector<uint32_t> colors;
         for (uint32_t index : pattern.table->colors())
             colors.push_back(dc.state.palette.object->color(index));
-        pattern.table = std::make_shared<ColorTable>(std::move(colors));
+        pattern.table = std::make_shared<GdiColorTable>(std::move(colors));
     }
-    const Converter converter(pattern, dc);
-    Paint paint;
-    paint.kind = Paint::Kind::tile;
+    const PixelConverter converter(pattern, dc);
+    GdiPaint paint;
+    paint.kind = GdiPaint::Kind::tile;
     paint.width = pattern.width;
     paint.height = pattern.height;
     paint.tile.resize(size_t(pattern.width) * size_t(pattern.height));
@@ -68,15 +68,15 @@ static const uint8_t dither_order[8][8] = {
 };
 
 // A bitmap of one bit without a table shows a solid brush as a mix of black and white.
-static Paint dithered_paint(uint32_t color)
+static GdiPaint dithered_paint(uint32_t color)
 {
     const uint32_t brightness = (color >> 16 & 255) * 30 + (color >> 8 & 255) * 59
                                 + (color & 255) * 11;
     const uint32_t white = (brightness * 64 + 12750) / 25500;  // of 64 pixels
     if (white == 0 || white == 64)
         return solid_paint(white != 0);
-    Paint paint;
-    paint.kind = Paint::Kind::tile;
+    GdiPaint paint;
+    paint.kind = GdiPaint::Kind::tile;
     paint.width = paint.height = 8;
     for (const auto& row : dither_order)
         for (const uint8_t order : row)
@@ -84,9 +84,9 @@ static Paint dithered_paint(uint32_t color)
     return paint;
 }
 
-Paint resolve_brush(const DeviceContext& dc, const BrushObject& brush)
+GdiPaint resolve_brush(const DeviceContext& dc, const BrushObject& brush)
 {
-    Paint paint;
+    GdiPaint paint;
     switch (brush.style) {
     case BS_SOLID:
         if (dc.surface().format != PixelFormat::mono)
@@ -101,7 +101,7 @@ Paint resolve_brush(const DeviceContext& dc, const BrushObject& brush)
     return paint;
 }
 
-Paint resolve_pen(const DeviceContext& dc, const PenObject& pen)
+GdiPaint resolve_pen(const DeviceContext& dc, const PenObject& pen)
 {
     if (pen.style == PS_NULL)
         return {};
@@ -117,15 +117,15 @@ static int wrap(int64_t v, int size)
     return int(r < 0 ? r + size : r);
 }
 
-PatternRows::PatternRows(const Paint& paint, int bits, int x1, int x2)
+PatternRows::PatternRows(const GdiPaint& paint, int bits, int x1, int x2)
     : paint_(paint), bits_(bits), x1_(x1), x2_(x2), skip_(size_t(x1) * size_t(bits) / 8),
-      rows_(size_t(paint.kind == Paint::Kind::solid ? 1 : paint.height))
+      rows_(size_t(paint.kind == GdiPaint::Kind::solid ? 1 : paint.height))
 {
 }
 
 const uint8_t* PatternRows::row(int y)
 {
-    const bool solid = paint_.kind == Paint::Kind::solid;
+    const bool solid = paint_.kind == GdiPaint::Kind::solid;
     const int tile_y = solid ? 0 : wrap(int64_t(y) - paint_.origin.y, paint_.height);
     std::vector<uint8_t>& packed = rows_[size_t(tile_y)];
     if (packed.empty()) {
@@ -147,7 +147,7 @@ const uint8_t* PatternRows::row(int y)
     return packed.data() - skip_;
 }
 
-static void fill_tile(const Surface& s, const Box& b, const Paint& paint, uint8_t rop)
+static void fill_tile(const GdiSurface& s, const Box& b, const GdiPaint& paint, uint8_t rop)
 {
     PatternRows rows(paint, s.bits, b.x1, b.x2);
     const size_t first = size_t(b.x1) * size_t(s.bits), bits = size_t(b.x2 - b.x1) * size_t(s.bits);
@@ -156,7 +156,7 @@ static void fill_tile(const Surface& s, const Box& b, const Paint& paint, uint8_
 }
 
 // Only the pixels that the mask names, run by run.
-static void fill_masked(const Surface& s, const Box& b, const Paint& paint, uint8_t rop)
+static void fill_masked(const GdiSurface& s, const Box& b, const GdiPaint& paint, uint8_t rop)
 {
     for (int y = b.y1; y < b.y2; y++) {
         const size_t line = size_t(wrap(int64_t(y) - paint.origin.y, paint.height))
@@ -169,7 +169,7 @@ static void fill_masked(const Surface& s, const Box& b, const Paint& paint, uint
     }
 }
 
-static void fill_solid(const Surface& s, const Box& b, const PixelOp& op)
+static void fill_solid(const GdiSurface& s, const Box& b, const PixelOp& op)
 {
     // Full rows that follow each other in memory are one long row.
     const size_t row_bits = size_t(s.width) * size_t(s.bits);
@@ -183,13 +183,13 @@ static void fill_solid(const Surface& s, const Box& b, const PixelOp& op)
         solid_row(s.row(y), s.bits, b.x1, size_t(b.x2 - b.x1), op);
 }
 
-void fill_boxes(const DeviceContext& dc, const Box* boxes, size_t count, const Paint& paint,
+void fill_boxes(const DeviceContext& dc, const Box* boxes, size_t count, const GdiPaint& paint,
                 uint8_t rop)
 {
-    const Surface& s = dc.surface();
-    const Region& clip = dc.clip();
-    const bool plain = paint.kind == Paint::Kind::solid || !rop_uses_pattern(rop);
-    if (!plain && paint.kind == Paint::Kind::none)
+    const GdiSurface& s = dc.surface();
+    const GdiRegion& clip = dc.clip();
+    const bool plain = paint.kind == GdiPaint::Kind::solid || !rop_uses_pattern(rop);
+    if (!plain && paint.kind == GdiPaint::Kind::none)
         return;
     const PixelOp op = pixel_op(rop, paint.pixel);
     for (size_t i = 0; i < count; i++) {
@@ -204,12 +204,12 @@ void fill_boxes(const DeviceContext& dc, const Box* boxes, size_t count, const P
     }
 }
 
-void fill_box(const DeviceContext& dc, const Box& box, const Paint& paint, uint8_t rop)
+void fill_box(const DeviceContext& dc, const Box& box, const GdiPaint& paint, uint8_t rop)
 {
     fill_boxes(dc, &box, 1, paint, rop);
 }
 
-void fill_region(const DeviceContext& dc, const Region& region, const Paint& paint, uint8_t rop)
+void fill_region(const DeviceContext& dc, const GdiRegion& region, const GdiPaint& paint, uint8_t rop)
 {
     int count;
     const Box* boxes = region.boxes(&count);

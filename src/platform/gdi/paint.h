@@ -3,7 +3,7 @@
 
 #include "platform/gdi/color.h"
 
-struct Paint {
+struct GdiPaint {
     enum class Kind { none, solid, tile };
     Kind kind = Kind::none;
     uint32_t pixel = 0;             // solid
@@ -13,20 +13,20 @@ struct Paint {
     POINT origin;                   // where a tile's left top stands on the surface
 };
 
-Paint resolve_brush(const DeviceContext& dc, const BrushObject& brush);
-Paint resolve_pen(const DeviceContext& dc, const PenObject& pen);
-Paint solid_paint(uint32_t pixel);
+GdiPaint resolve_brush(const DeviceContext& dc, const BrushObject& brush);
+GdiPaint resolve_pen(const DeviceContext& dc, const PenObject& pen);
+GdiPaint solid_paint(uint32_t pixel);
 
 // The packed rows of a paint over columns x1 to x2 of one surface, each made once.
 class PatternRows {
 public:
-    PatternRows(const Paint& paint, int bits, int x1, int x2);
+    PatternRows(const GdiPaint& paint, int bits, int x1, int x2);
     // A row whose bit positions are those of the surface's rows; it holds x1..x2 only, so the
     // pointer is shifted back to where column 0 would be.
     const uint8_t* row(int y);
 
 private:
-    const Paint& paint_;
+    const GdiPaint& paint_;
     const int bits_, x1_, x2_;
     size_t skip_ = 0;  // whole bytes of the surface's row left out
     std::vector<std::vector<uint8_t>> rows_;
@@ -34,10 +34,10 @@ private:
 
 // Fills boxes (surface coordinates), clipped by the context, with a ternary operation that doesn't
 // use a source.
-void fill_boxes(const DeviceContext& dc, const Box* boxes, size_t count, const Paint& paint,
+void fill_boxes(const DeviceContext& dc, const Box* boxes, size_t count, const GdiPaint& paint,
                 uint8_t rop);
-void fill_box(const DeviceContext& dc, const Box& box, const Paint& paint, uint8_t rop);
-void fill_region(const DeviceContext& dc, const Region& region, const Paint& paint, uint8_t rop);
+void fill_box(const DeviceContext& dc, const Box& box, const GdiPaint& paint, uint8_t rop);
+void fill_region(const DeviceContext& dc, const GdiRegion& region, const GdiPaint& paint, uint8_t rop);
 
 // The ternary operation of the context's ROP2.
 uint8_t current_rop(const DeviceContext& dc);

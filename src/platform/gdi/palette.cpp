@@ -19,8 +19,8 @@ static PALETTEENTRY entry_of(uint32_t color)
 
 static uint32_t display_color(uint32_t index)
 {
-    static const std::shared_ptr<ColorTable> fallback = default_table(8);
-    const ColorTable& table = display().table ? *display().table : *fallback;
+    static const std::shared_ptr<GdiColorTable> fallback = default_color_table(8);
+    const GdiColorTable& table = gdi_display().table ? *gdi_display().table : *fallback;
     return table.color(index);
 }
 
@@ -36,8 +36,8 @@ HGDIOBJ make_default_palette()
 {
     auto palette = std::make_shared<PaletteObject>();
     for (int i = 0; i < 20; i++)
-        palette->entries.push_back(entry_of(system_colors()[i]));
-    return add_object(palette);
+        palette->entries.push_back(entry_of(gdi_system_colors()[i]));
+    return add_gdi_object(palette);
 }
 
 HPALETTE CreatePalette(const PALETTEENTRY* entries, int count)
@@ -66,7 +66,7 @@ uint32_t RealizePalette(HDC dc_handle)
     const DeviceContext* dc = peek<DeviceContext>(dc_handle);
     if (!dc)
         return uint32_t(GDI_ERROR);
-    ColorTable* table = display().table.get();
+    GdiColorTable* table = gdi_display().table.get();
     if (!table || dc->state.palette.object->stock)
         return 0;
     uint32_t changed = 0;
@@ -116,14 +116,14 @@ uint32_t SetPaletteEntries(HPALETTE handle, uint32_t first, uint32_t count,
 
 uint32_t GetSystemPaletteEntries(HDC dc_handle, uint32_t first, uint32_t count, PALETTEENTRY* out)
 {
-    if (!peek<DeviceContext>(dc_handle) || !display().table)
+    if (!peek<DeviceContext>(dc_handle) || !gdi_display().table)
         return 0;
-    const uint32_t size = uint32_t(display().table->size());
+    const uint32_t size = uint32_t(gdi_display().table->size());
     if (!out)
         return size;
     uint32_t done = 0;
     for (; done < count && uint64_t(first) + done < size; done++)
-        out[done] = entry_of(display().table->color(first + done));
+        out[done] = entry_of(gdi_display().table->color(first + done));
     return done;
 }
 
@@ -135,7 +135,7 @@ uint32_t GetNearestPaletteIndex(HPALETTE handle, COLORREF color)
     std::vector<uint32_t> colors(palette->entries.size());
     for (size_t i = 0; i < colors.size(); i++)
         colors[i] = palette->color(uint32_t(i));
-    return ColorTable(std::move(colors)).nearest(color_of(color));
+    return GdiColorTable(std::move(colors)).nearest(color_of_colorref(color));
 }
 
 COLORREF GetNearestColor(HDC dc_handle, COLORREF color)

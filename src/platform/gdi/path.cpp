@@ -8,7 +8,7 @@
 
 static constexpr double kArcControl = 0.5522847498;  // control length of a quarter circle
 
-void Path::move_to(POINT p)
+void GdiPath::move_to(POINT p)
 {
     if (!types.empty() && types.back() == PT_MOVETO) {
         points.back() = p;
@@ -18,25 +18,25 @@ void Path::move_to(POINT p)
     types.push_back(PT_MOVETO);
 }
 
-void Path::line_to(POINT p)
+void GdiPath::line_to(POINT p)
 {
     points.push_back(p);
     types.push_back(PT_LINETO);
 }
 
-void Path::bezier_to(POINT a, POINT b, POINT c)
+void GdiPath::bezier_to(POINT a, POINT b, POINT c)
 {
     points.insert(points.end(), { a, b, c });
     types.insert(types.end(), 3, PT_BEZIERTO);
 }
 
-void Path::close()
+void GdiPath::close()
 {
     if (!types.empty())
         types.back() |= PT_CLOSEFIGURE;
 }
 
-Path* open_path(DeviceContext& dc)
+GdiPath* open_path(DeviceContext& dc)
 {
     return dc.path_open ? dc.path.get() : nullptr;
 }
@@ -47,7 +47,7 @@ static POINT rounded(double x, double y)
              clamp_coordinate(std::llround(std::clamp(y, -1e9, 1e9))) };
 }
 
-void add_rectangle(Path* path, const RECT& b, bool clockwise)
+void add_rectangle(GdiPath* path, const RECT& b, bool clockwise)
 {
     const int r = b.right - 1, d = b.bottom - 1;
     path->move_to({ r, b.top });
@@ -58,7 +58,7 @@ void add_rectangle(Path* path, const RECT& b, bool clockwise)
 }
 
 // A quarter of an ellipse from one axis to the other; `from` and `to` are offsets from the centre.
-static void add_quarter(Path* path, double cx, double cy, double from_x, double from_y, double to_x,
+static void add_quarter(GdiPath* path, double cx, double cy, double from_x, double from_y, double to_x,
                         double to_y)
 {
     const double k = kArcControl;
@@ -67,7 +67,7 @@ static void add_quarter(Path* path, double cx, double cy, double from_x, double 
                     rounded(cx + to_x, cy + to_y));
 }
 
-void add_round_rect(Path* path, const RECT& b, int width, int height, bool clockwise)
+void add_round_rect(GdiPath* path, const RECT& b, int width, int height, bool clockwise)
 {
     const double rx = std::min(std::abs(double(width)), double(b.right) - b.left) / 2;
     const double ry = std::min(std::abs(double(height)), double(b.bottom) - b.top) / 2;
@@ -98,6 +98,8 @@ void add_round_rect(Path* path, const RECT& b, int width, int height, bool clock
     path->close();
 }
 
+namespace {
+
 struct EllipseShape {
     explicit EllipseShape(const RECT& b)
         : cx((double(b.left) + b.right - 1) / 2), cy((double(b.top) + b.bottom - 1) / 2),
@@ -115,7 +117,9 @@ struct EllipseShape {
     }
 };
 
-void add_ellipse(Path* path, const RECT& b, bool clockwise)
+} // namespace
+
+void add_ellipse(GdiPath* path, const RECT& b, bool clockwise)
 {
     const EllipseShape e(b);
     const double up = clockwise ? e.ry : -e.ry;
@@ -127,7 +131,7 @@ void add_ellipse(Path* path, const RECT& b, bool clockwise)
     path->close();
 }
 
-void add_arc(Path* path, const RECT& b, POINT from, POINT to, bool clockwise, bool connect)
+void add_arc(GdiPath* path, const RECT& b, POINT from, POINT to, bool clockwise, bool connect)
 {
     const EllipseShape e(b);
     const double start = e.angle_of(from);
@@ -163,7 +167,7 @@ void add_arc(Path* path, const RECT& b, POINT from, POINT to, bool clockwise, bo
     }
 }
 
-std::vector<std::vector<POINT>> flatten(const Path& path, std::vector<bool>* closed)
+std::vector<std::vector<POINT>> flatten_path(const GdiPath& path, std::vector<bool>* closed)
 {
     std::vector<std::vector<POINT>> figures;
     closed->clear();
@@ -210,7 +214,7 @@ bool BeginPath(HDC handle)
     DeviceContext* dc = peek<DeviceContext>(handle);
     if (!dc)
         return false;
-    dc->path = std::make_unique<Path>();
+    dc->path = std::make_unique<GdiPath>();
     dc->path_open = true;
     return true;
 }

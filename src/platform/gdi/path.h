@@ -5,7 +5,7 @@
 
 #include <vector>
 
-struct Path {
+struct GdiPath {
     std::vector<POINT> points;
     std::vector<uint8_t> types;
 
@@ -17,15 +17,15 @@ struct Path {
 
 // The path that lines and shapes of this context go to now, or null when they are drawn.
 struct DeviceContext;
-Path* open_path(DeviceContext& dc);
+GdiPath* open_path(DeviceContext& dc);
 
 // Outlines in device coordinates; the box is half open and its last column and row aren't reached.
-void add_rectangle(Path* path, const RECT& box, bool clockwise);
-void add_round_rect(Path* path, const RECT& box, int width, int height, bool clockwise);
-void add_ellipse(Path* path, const RECT& box, bool clockwise);
+void add_rectangle(GdiPath* path, const RECT& box, bool clockwise);
+void add_round_rect(GdiPath* path, const RECT& box, int width, int height, bool clockwise);
+void add_ellipse(GdiPath* path, const RECT& box, bool clockwise);
 
 // A piece of an ellipse from the ray through `from` to the ray through `to`.
-void add_arc(Path* path, const RECT& box, POINT from, POINT to, bool clockwise, bool connect);
+void add_arc(GdiPath* path, const RECT& box, POINT from, POINT to, bool clockwise, bool connect);
 
 // The figures as polylines, curves cut into short lines. `closed` tells of each.
-std::vector<std::vector<POINT>> flatten(const Path& path, std::vector<bool>* closed);
+std::vector<std::vector<POINT>> flatten_path(const GdiPath& path, std::vector<bool>* closed);

@@ -76,12 +76,12 @@ bool GetPenInfo(HPEN handle, LOGPEN* info)
 }
 
 // Patterns are copied: the bitmap may change or go away.
-static std::shared_ptr<BitmapObject> copy_pattern(const Surface& s)
+static std::shared_ptr<BitmapObject> copy_pattern(const GdiSurface& s)
 {
     auto copy = make_bitmap(s.width, s.height, s.format, false, false);
     if (!copy)
         return nullptr;
-    copy->surface.table = s.table ? std::make_shared<ColorTable>(*s.table) : nullptr;
+    copy->surface.table = s.table ? std::make_shared<GdiColorTable>(*s.table) : nullptr;
     for (int y = 0; y < s.height; y++)
         move_pixels(copy->surface.row(y), 0, s.row(y), 0, s.bits, s.width);
     return copy;
@@ -94,7 +94,7 @@ static bool dib_pattern(BrushObject* out, const void* packed, uint32_t usage)
     if (!read_dib_header(packed, usage, &dib))
         return false;
     const uint8_t* bits = static_cast<const uint8_t*>(packed) + dib.bits_offset(usage);
-    Surface surface;
+    GdiSurface surface;
     std::shared_ptr<BitmapObject> holder;
     if (!dib_surface(dib, info, usage, nullptr, bits, &holder, &surface))
         return false;
@@ -105,7 +105,7 @@ static bool dib_pattern(BrushObject* out, const void* packed, uint32_t usage)
         std::vector<uint32_t> indices(dib.colors);
         for (uint32_t i = 0; i < dib.colors; i++)
             indices[i] = uint32_t(p[2 * i] | p[2 * i + 1] << 8);
-        surface.table = std::make_shared<ColorTable>(std::move(indices));
+        surface.table = std::make_shared<GdiColorTable>(std::move(indices));
         out->palette_colors = true;
     }
     out->pattern = copy_pattern(surface);

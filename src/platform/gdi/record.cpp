@@ -11,9 +11,9 @@ HDC CreateDeviceDC(GdiDevice* device)
 {
     if (!device)
         return nullptr;
-    auto dc = new_context();
+    auto dc = new_gdi_context();
     dc->device = device;
-    dc->visible = Region(Box{ 0, 0, kLargestPage, kLargestPage });
+    dc->visible = GdiRegion(Box{ 0, 0, kLargestPage, kLargestPage });
     return add<GdiType::dc>(dc);
 }
 
@@ -43,7 +43,7 @@ DeviceBrush device_brush(const DeviceContext& dc, const BrushObject& brush)
         DeviceContext colors;
         colors.bitmap = make_bitmap(1, 1, PixelFormat::bgrx32, false, false);
         colors.state = dc.state;
-        const Paint paint = resolve_brush(colors, brush);
+        const GdiPaint paint = resolve_brush(colors, brush);
         out.width = paint.width;
         out.height = paint.height;
         out.pixels = paint.tile;
@@ -72,13 +72,13 @@ void record_boxes(const DeviceContext& dc, const Box* boxes, size_t count, const
     dc.device->Fill(rects_of(boxes, count), device_brush(dc, brush), rop);
 }
 
-void record_image(const DeviceContext& dc, const Surface& source, const BlitAxis& x,
+void record_image(const DeviceContext& dc, const GdiSurface& source, const BlitAxis& x,
                   const BlitAxis& y, uint32_t rop)
 {
     DeviceContext colors;
     colors.bitmap = make_bitmap(1, 1, PixelFormat::bgrx32, false, false);
     colors.state = dc.state;
-    const Converter converter(source, colors);
+    const PixelConverter converter(source, colors);
     Box box = { clamp_coordinate(x.source), clamp_coordinate(y.source),
                 clamp_coordinate(x.source + x.source_size),
                 clamp_coordinate(y.source + y.source_size) };
@@ -103,7 +103,7 @@ void record_image(const DeviceContext& dc, const Surface& source, const BlitAxis
     dc.device->Image(image, rop);
 }
 
-void record_path(const DeviceContext& dc, const Path& path, bool filled)
+void record_path(const DeviceContext& dc, const GdiPath& path, bool filled)
 {
     DeviceFigures figures{ path.points, path.types, dc.state.poly_fill };
     DeviceBrush brush;

@@ -11,7 +11,7 @@ Box sorted_box(int64_t left, int64_t top, int64_t right, int64_t bottom)
              clamp_coordinate(std::max(left, right)), clamp_coordinate(std::max(top, bottom)) };
 }
 
-Region::Region(const Box& box)
+GdiRegion::GdiRegion(const Box& box)
 {
     if (box_empty(box))
         pixman_region32_init(&r_);
@@ -20,18 +20,18 @@ Region::Region(const Box& box)
                                   unsigned(box.y2 - box.y1));
 }
 
-Region::Region(const std::vector<Box>& boxes)
+GdiRegion::GdiRegion(const std::vector<Box>& boxes)
 {
     if (!pixman_region32_init_rects(&r_, boxes.data(), int(boxes.size())))
         pixman_region32_init(&r_);
 }
 
-bool Region::contains(int x, int y) const
+bool GdiRegion::contains(int x, int y) const
 {
     return pixman_region32_contains_point(raw(), x, y, nullptr);
 }
 
-bool Region::meets(const Box& box) const
+bool GdiRegion::meets(const Box& box) const
 {
     if (box_empty(box))
         return false;
@@ -39,7 +39,7 @@ bool Region::meets(const Box& box) const
     return pixman_region32_contains_rectangle(raw(), &copy) != PIXMAN_REGION_OUT;
 }
 
-void Region::intersect(const Box& box)
+void GdiRegion::intersect(const Box& box)
 {
     if (box_empty(box))
         pixman_region32_clear(&r_);
@@ -48,21 +48,21 @@ void Region::intersect(const Box& box)
                                        unsigned(box.y2 - box.y1));
 }
 
-int Region::type() const
+int GdiRegion::type() const
 {
     if (empty())
         return NULLREGION;
     return pixman_region32_n_rects(raw()) == 1 ? SIMPLEREGION : COMPLEXREGION;
 }
 
-bool combine(Region* result, const Region& a, const Region& b, int mode)
+bool combine(GdiRegion* result, const GdiRegion& a, const GdiRegion& b, int mode)
 {
-    Region out = a;
+    GdiRegion out = a;
     switch (mode) {
     case RGN_AND: out.intersect(b); break;
     case RGN_OR: out.unite(b); break;
     case RGN_XOR: {
-        Region both = a;
+        GdiRegion both = a;
         both.intersect(b);
         out.unite(b);
         out.subtract(both);
@@ -78,30 +78,30 @@ bool combine(Region* result, const Region& a, const Region& b, int mode)
 
 // Shrunk by d to both sides along one axis: what is left of the region when the complement within
 // its box is grown by d. Growing a box list is exact, since each box grows on its own.
-static Region shrink(const Region& region, int dx, int dy)
+static GdiRegion shrink(const GdiRegion& region, int dx, int dy)
 {
     Box outer = region.extents();
     outer = { outer.x1 - dx - 1, outer.y1 - dy - 1, outer.x2 + dx + 1, outer.y2 + dy + 1 };
-    Region outside(outer);
+    GdiRegion outside(outer);
     outside.subtract(region);
     int count;
     const Box* boxes = outside.boxes(&count);
     std::vector<Box> grown(boxes, boxes + count);
     for (Box& b : grown)
         b = { b.x1 - dx, b.y1 - dy, b.x2 + dx, b.y2 + dy };
-    Region inside = region;
-    inside.subtract(Region(grown));
+    GdiRegion inside = region;
+    inside.subtract(GdiRegion(grown));
     return inside;
 }
 
-Region region_frame(const Region& region, int dx, int dy)
+GdiRegion region_frame(const GdiRegion& region, int dx, int dy)
 {
-    Region frame = region;
+    GdiRegion frame = region;
     frame.subtract(shrink(region, dx, dy));
     return frame;
 }
 
-static HRGN add_region(Region&& region)
+static HRGN add_region(GdiRegion&& region)
 {
     auto object = std::make_shared<RegionObject>();
     object->region = std::move(region);
@@ -110,7 +110,7 @@ static HRGN add_region(Region&& region)
 
 HRGN CreateRectRgn(int left, int top, int right, int bottom)
 {
-    return add_region(Region(sorted_box(left, top, right, bottom)));
+    return add_region(GdiRegion(sorted_box(left, top, right, bottom)));
 }
 
 HRGN CreateRectRgnIndirect(const RECT& rect)
@@ -133,7 +133,7 @@ HRGN CreateRoundRectRgn(int left, int top, int right, int bottom, int width, int
     const Box box = sorted_box(left, top, right, bottom);
     if (box.y2 - box.y1 > kLargestShape || box.x2 - box.x1 > kLargestShape)
         return nullptr;
-    return add_region(Region(round_rect_spans(box, width, height, box.y1, box.y2)));
+    return add_region(GdiRegion(round_rect_spans(box, width, height, box.y1, box.y2)));
 }
 
 HRGN CreatePolygonRgn(const POINT* points, int count, int mode)
@@ -145,7 +145,7 @@ HRGN CreatePolyPolygonRgn(const POINT* points, const int* counts, int polygons, 
 {
     if (!points || !counts || polygons <= 0 || (mode != ALTERNATE && mode != WINDING))
         return nullptr;
-    Scanner scanner;
+    PolygonScanner scanner;
     bool in_range = true;
     for (int i = 0; i < polygons; i++) {
         if (counts[i] < 2)
@@ -157,9 +157,9 @@ HRGN CreatePolyPolygonRgn(const POINT* points, const int* counts, int polygons, 
         points += counts[i];
     }
     if (!in_range)
-        return add_region(Region());  // a corner out of range leaves nothing of it all
+        return add_region(GdiRegion());  // a corner out of range leaves nothing of it all
     const Box all = { -kCoordinateLimit, -kLargestShape, kCoordinateLimit, kLargestShape };
-    return add_region(Region(scanner.spans(all, mode == WINDING)));
+    return add_region(GdiRegion(scanner.spans(all, mode == WINDING)));
 }
 
 bool SetRectRgn(HRGN handle, int left, int top, int right, int bottom)
@@ -167,7 +167,7 @@ bool SetRectRgn(HRGN handle, int left, int top, int right, int bottom)
     RegionObject* object = peek<RegionObject>(handle);
     if (!object)
         return false;
-    object->region = Region(sorted_box(left, top, right, bottom));
+    object->region = GdiRegion(sorted_box(left, top, right, bottom));
     return true;
 }
 

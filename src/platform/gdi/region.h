@@ -31,34 +31,34 @@ inline Box intersect(const Box& a, const Box& b)
 // Corners sorted and held within the coordinate limit.
 Box sorted_box(int64_t left, int64_t top, int64_t right, int64_t bottom);
 
-class Region {
+class GdiRegion {
 public:
-    Region() { pixman_region32_init(&r_); }
-    explicit Region(const Box& box);
-    explicit Region(const std::vector<Box>& boxes);
-    Region(const Region& other) : Region() { pixman_region32_copy(&r_, other.raw()); }
-    Region(Region&& other) noexcept : r_(other.r_) { pixman_region32_init(&other.r_); }
-    Region& operator=(Region other) noexcept
+    GdiRegion() { pixman_region32_init(&r_); }
+    explicit GdiRegion(const Box& box);
+    explicit GdiRegion(const std::vector<Box>& boxes);
+    GdiRegion(const GdiRegion& other) : GdiRegion() { pixman_region32_copy(&r_, other.raw()); }
+    GdiRegion(GdiRegion&& other) noexcept : r_(other.r_) { pixman_region32_init(&other.r_); }
+    GdiRegion& operator=(GdiRegion other) noexcept
     {
         std::swap(r_, other.r_);
         return *this;
     }
-    ~Region() { pixman_region32_fini(&r_); }
+    ~GdiRegion() { pixman_region32_fini(&r_); }
 
     const Box* boxes(int* count) const { return pixman_region32_rectangles(raw(), count); }
     Box extents() const { return *pixman_region32_extents(raw()); }
     bool empty() const { return !pixman_region32_not_empty(raw()); }
     bool contains(int x, int y) const;
     bool meets(const Box& box) const;
-    bool equal(const Region& other) const
+    bool equal(const GdiRegion& other) const
     {
         return (empty() && other.empty()) || pixman_region32_equal(raw(), other.raw());
     }
     void translate(int dx, int dy) { pixman_region32_translate(&r_, dx, dy); }
-    void intersect(const Region& o) { pixman_region32_intersect(&r_, &r_, o.raw()); }
+    void intersect(const GdiRegion& o) { pixman_region32_intersect(&r_, &r_, o.raw()); }
     void intersect(const Box& box);
-    void unite(const Region& o) { pixman_region32_union(&r_, &r_, o.raw()); }
-    void subtract(const Region& o) { pixman_region32_subtract(&r_, &r_, o.raw()); }
+    void unite(const GdiRegion& o) { pixman_region32_union(&r_, &r_, o.raw()); }
+    void subtract(const GdiRegion& o) { pixman_region32_subtract(&r_, &r_, o.raw()); }
     int type() const;  // NULLREGION, SIMPLEREGION or COMPLEXREGION
 
 private:
@@ -67,13 +67,13 @@ private:
 };
 
 // a op b by an RGN_ mode; false for an unknown mode.
-bool combine(Region* result, const Region& a, const Region& b, int mode);
+bool combine(GdiRegion* result, const GdiRegion& a, const GdiRegion& b, int mode);
 
 // The band of width dx and height dy inside the region's edge.
-Region region_frame(const Region& region, int dx, int dy);
+GdiRegion region_frame(const GdiRegion& region, int dx, int dy);
 
 // Calls f with each part of `box` that lies in the region, top to bottom.
-template <class F> void for_each_clipped(const Region& clip, const Box& box, F f)
+template <class F> void for_each_clipped(const GdiRegion& clip, const Box& box, F f)
 {
     int count;
     const Box* boxes = clip.boxes(&count);
@@ -102,5 +102,5 @@ template <class F> void for_each_clipped(const Region& clip, const Box& box, F f
 struct RegionObject : GdiObject {
     static constexpr GdiType kType = GdiType::region;
     RegionObject() : GdiObject(kType) { }
-    Region region;
+    GdiRegion region;
 };

@@ -3,10 +3,10 @@
 #include "platform/gdi/rop.h"
 
 // A region in logical coordinates on the surface.
-static Region on_surface(const DeviceContext& dc, const Region& region)
+static GdiRegion on_surface(const DeviceContext& dc, const GdiRegion& region)
 {
     if (dc.identity()) {
-        Region moved = region;
+        GdiRegion moved = region;
         const POINT zero = dc.to_surface(0, 0);
         moved.translate(zero.x, zero.y);
         return moved;
@@ -21,7 +21,7 @@ static Region on_surface(const DeviceContext& dc, const Region& region)
         if (!box_empty(box))
             out.push_back(box);
     }
-    return Region(out);
+    return GdiRegion(out);
 }
 
 static bool draw_boxes(const DeviceContext& dc, const Box* boxes, size_t count,
@@ -30,12 +30,12 @@ static bool draw_boxes(const DeviceContext& dc, const Box* boxes, size_t count,
     if (dc.device)
         record_boxes(dc, boxes, count, brush, rop);
     else
-        fill_boxes(dc, boxes, count, rop_uses_pattern(rop) ? resolve_brush(dc, brush) : Paint(),
+        fill_boxes(dc, boxes, count, rop_uses_pattern(rop) ? resolve_brush(dc, brush) : GdiPaint(),
                    rop);
     return true;
 }
 
-static bool draw_region(const DeviceContext& dc, const Region& region, const BrushObject& brush,
+static bool draw_region(const DeviceContext& dc, const GdiRegion& region, const BrushObject& brush,
                         uint8_t rop)
 {
     int count;
@@ -114,8 +114,8 @@ bool FrameRect(HDC handle, const RECT& rect, HBRUSH brush_handle)
     Box outer, inner;
     if (!dc || !brush || !logical_box(*dc, rect, &outer))
         return false;
-    Region frame(outer);
+    GdiRegion frame(outer);
     if (logical_box(*dc, { rect.left + 1, rect.top + 1, rect.right - 1, rect.bottom - 1 }, &inner))
-        frame.subtract(Region(inner));
+        frame.subtract(GdiRegion(inner));
     return draw_region(*dc, frame, *brush, rop_byte(PATCOPY));
 }

@@ -18,7 +18,7 @@ static int64_t ceil_div(int64_t a, int64_t b)
     return -floor_div(-a, b);
 }
 
-void Scanner::add_polygon(const POINT* points, int count)
+void PolygonScanner::add_polygon(const POINT* points, int count)
 {
     for (int i = 0; i < count; i++) {
         const POINT& a = points[i];
@@ -28,13 +28,13 @@ void Scanner::add_polygon(const POINT* points, int count)
     }
 }
 
-void Scanner::add_polygon(const SubPoint* points, int count)
+void PolygonScanner::add_polygon(const SubPoint* points, int count)
 {
     for (int i = 0; i < count; i++)
         add_edge(points[i], points[i + 1 == count ? 0 : i + 1]);
 }
 
-void Scanner::add_edge(SubPoint a, SubPoint b)
+void PolygonScanner::add_edge(SubPoint a, SubPoint b)
 {
     Edge e;
     e.direction = 1;
@@ -57,7 +57,7 @@ void Scanner::add_edge(SubPoint a, SubPoint b)
     edges_.push_back(e);
 }
 
-void Scanner::Edge::advance()
+void PolygonScanner::Edge::advance()
 {
     first++;
     x += step;
@@ -68,7 +68,7 @@ void Scanner::Edge::advance()
     }
 }
 
-void Scanner::Edge::skip(int rows)
+void PolygonScanner::Edge::skip(int rows)
 {
     const Wide moved = Wide(rest) - Wide(step_rest) * rows;
     const int64_t carry = moved < 0 ? -floor_div(moved, scale) : 0;
@@ -77,7 +77,7 @@ void Scanner::Edge::skip(int rows)
     rest = int64_t(moved + Wide(carry) * scale);
 }
 
-std::vector<Box> Scanner::spans(const Box& bounds, bool winding)
+std::vector<Box> PolygonScanner::spans(const Box& bounds, bool winding)
 {
     std::vector<Box> out;
     std::vector<Edge> waiting;

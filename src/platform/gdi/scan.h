@@ -14,7 +14,7 @@ struct SubPoint {
     int64_t x, y;
 };
 
-class Scanner {
+class PolygonScanner {
 public:
     void add_polygon(const POINT* points, int count);
     void add_polygon(const SubPoint* points, int count);

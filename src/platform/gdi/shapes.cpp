@@ -29,12 +29,12 @@ static RECT device_rect(const DeviceContext& dc, const Box& b)
 template <class AddOutline>
 static bool outlined_elsewhere(DeviceContext& dc, bool filled, AddOutline add_outline)
 {
-    if (Path* path = open_path(dc)) {
+    if (GdiPath* path = open_path(dc)) {
         add_outline(path);
         return true;
     }
     if (dc.device) {
-        Path path;
+        GdiPath path;
         add_outline(&path);
         record_path(dc, path, filled);
         return true;
@@ -42,12 +42,12 @@ static bool outlined_elsewhere(DeviceContext& dc, bool filled, AddOutline add_ou
     return !dc.bitmap;
 }
 
-static void fill_brush(const DeviceContext& dc, const Region& area)
+static void fill_brush(const DeviceContext& dc, const GdiRegion& area)
 {
     fill_region(dc, area, resolve_brush(dc, *dc.state.brush.object), current_rop(dc));
 }
 
-static void fill_pen(const DeviceContext& dc, const Region& area)
+static void fill_pen(const DeviceContext& dc, const GdiRegion& area)
 {
     fill_region(dc, area, resolve_pen(dc, *dc.state.pen.object), current_rop(dc));
 }
@@ -69,18 +69,18 @@ static void wide_rectangle(DeviceContext& dc, const Box& box, const PenObject& p
 {
     if (pen.style == PS_INSIDEFRAME) {
         const Box inner = inset(box, std::min(width, kCoordinateLimit / 4));
-        Region ring(box);
+        GdiRegion ring(box);
         if (!box_empty(inner)) {
-            ring.subtract(Region(inner));
-            fill_brush(dc, Region(inner));
+            ring.subtract(GdiRegion(inner));
+            fill_brush(dc, GdiRegion(inner));
         }
         fill_pen(dc, ring);
         return;
     }
     const int r = box.x2 - 1, b = box.y2 - 1;
     const std::vector<POINT> corners = { { r, box.y1 }, { box.x1, box.y1 }, { box.x1, b }, { r, b } };
-    const Region ring(stroke_area(corners, true, width, pen, dc.clip().extents()));
-    Region inside(Box{ box.x1, box.y1, r, b });
+    const GdiRegion ring(stroke_area(corners, true, width, pen, dc.clip().extents()));
+    GdiRegion inside(Box{ box.x1, box.y1, r, b });
     inside.subtract(ring);
     fill_brush(dc, inside);
     fill_pen(dc, ring);
@@ -94,18 +94,18 @@ bool Rectangle(HDC handle, int left, int top, int right, int bottom)
     const Box box = shape_box(*dc, left, top, right, bottom);
     if (box_empty(box))
         return true;
-    if (outlined_elsewhere(*dc, true, [&](Path* path) {
+    if (outlined_elsewhere(*dc, true, [&](GdiPath* path) {
             add_rectangle(path, device_rect(*dc, box), clockwise(*dc));
         }))
         return true;
     const PenObject& pen = *dc->state.pen.object;
     const int r = box.x2 - 1, b = box.y2 - 1;
     if (pen.style == PS_NULL) {
-        fill_brush(*dc, Region(Box{ box.x1, box.y1, r, b }));
+        fill_brush(*dc, GdiRegion(Box{ box.x1, box.y1, r, b }));
     } else if (!pen_is_thin(*dc, pen)) {
         wide_rectangle(*dc, box, pen, pen_width(*dc, pen));
     } else if (r > box.x1 || b > box.y1) {
-        fill_brush(*dc, Region(inset(box, 1)));
+        fill_brush(*dc, GdiRegion(inset(box, 1)));
         const POINT corners[] = { { r, box.y1 }, { box.x1, box.y1 }, { box.x1, b }, { r, b } };
         dc->state.dash_phase = 0;
         draw_polyline(*dc, corners, 4, true);
@@ -115,15 +115,19 @@ bool Rectangle(HDC handle, int left, int top, int right, int bottom)
 
 // ---- ellipses and round rectangles: an outer and an inner shape, the pen between them
 
+namespace {
+
 struct Ring {
-    Region edge, inside;
+    GdiRegion edge, inside;
 };
 
+} // namespace
+
 // Rows outside the clip aren't made.
-static Region rounded_region(const DeviceContext& dc, const Box& box, int64_t width, int64_t height)
+static GdiRegion rounded_region(const DeviceContext& dc, const Box& box, int64_t width, int64_t height)
 {
     const Box bounds = dc.clip().extents();
-    return Region(round_rect_spans(box, width, height, bounds.y1, bounds.y2));
+    return GdiRegion(round_rect_spans(box, width, height, bounds.y1, bounds.y2));
 }
 
 // width and height are those of the corners' ellipse.
@@ -142,8 +146,8 @@ static Ring make_ring(const DeviceContext& dc, const Box& box, int64_t width, in
         const Box bounds = dc.clip().extents();
         const std::vector<Box> rows = round_rect_spans(box, width, height, bounds.y1 - 1,
                                                        bounds.y2 + 1);
-        ring.edge = Region(outline_spans(rows));
-        ring.inside = Region(rows);
+        ring.edge = GdiRegion(outline_spans(rows));
+        ring.inside = GdiRegion(rows);
     } else {
         const bool framed = pen.style == PS_INSIDEFRAME;
         const int low = framed ? 0 : pw / 2, high = framed ? 0 : pw - 1 - pw / 2;
@@ -159,10 +163,10 @@ static Ring make_ring(const DeviceContext& dc, const Box& box, int64_t width, in
     return ring;
 }
 
-static void draw_dashed(DeviceContext& dc, const Path& path)
+static void draw_dashed(DeviceContext& dc, const GdiPath& path)
 {
     std::vector<bool> closed;
-    const auto figures = flatten(path, &closed);
+    const auto figures = flatten_path(path, &closed);
     dc.state.dash_phase = 0;
     for (size_t i = 0; i < figures.size(); i++)
         draw_polyline(dc, figures[i].data(), figures[i].size(), closed[i]);
@@ -180,7 +184,7 @@ bool RoundRect(HDC handle, int left, int top, int right, int bottom, int width, 
     const Box box = shape_box(*dc, left, top, right, bottom);
     if (box_empty(box))
         return true;
-    const auto outline = [&](Path* path) {
+    const auto outline = [&](GdiPath* path) {
         add_round_rect(path, device_rect(*dc, box), w, h, clockwise(*dc));
     };
     if (outlined_elsewhere(*dc, true, outline))
@@ -188,7 +192,7 @@ bool RoundRect(HDC handle, int left, int top, int right, int bottom, int width, 
     const Ring ring = make_ring(*dc, box, std::min(w, box.x2 - box.x1), std::min(h, box.y2 - box.y1));
     fill_brush(*dc, ring.inside);
     if (pen_is_dashed(*dc)) {
-        Path path;
+        GdiPath path;
         add_round_rect(&path, { box.x1, box.y1, box.x2, box.y2 }, w, h, clockwise(*dc));
         draw_dashed(*dc, path);
     } else {
@@ -205,7 +209,7 @@ bool Ellipse(HDC handle, int left, int top, int right, int bottom)
     const Box box = shape_box(*dc, left, top, right, bottom);
     if (box_empty(box))
         return true;
-    const auto outline = [&](Path* path) {
+    const auto outline = [&](GdiPath* path) {
         add_ellipse(path, device_rect(*dc, box), clockwise(*dc));
     };
     if (outlined_elsewhere(*dc, true, outline))
@@ -213,7 +217,7 @@ bool Ellipse(HDC handle, int left, int top, int right, int bottom)
     const Ring ring = make_ring(*dc, box, box.x2 - box.x1, box.y2 - box.y1);
     fill_brush(*dc, ring.inside);
     if (pen_is_dashed(*dc)) {
-        Path path;
+        GdiPath path;
         add_ellipse(&path, { box.x1, box.y1, box.x2, box.y2 }, clockwise(*dc));
         draw_dashed(*dc, path);
     } else {
@@ -235,7 +239,7 @@ struct ArcShape {
             std::swap(from, to);
     }
 
-    Region sector(const Box& bounds) const;
+    GdiRegion sector(const Box& bounds) const;
     POINT on_curve(POINT ray) const;
     POINT center() const { return { (box.x1 + box.x2 - 1) / 2, (box.y1 + box.y2 - 1) / 2 }; }
 
@@ -247,7 +251,7 @@ struct ArcShape {
 
 // The part of the bounds between the rays: a polygon from the centre that reaches beyond the box, and
 // what the pen adds to it, all along the sweep.
-Region ArcShape::sector(const Box& bounds) const
+GdiRegion ArcShape::sector(const Box& bounds) const
 {
     const double cx = (double(box.x1) + box.x2 - 1) / 2, cy = (double(box.y1) + box.y2 - 1) / 2;
     const double reach = 2.0 * (double(box.x2) - box.x1 + box.y2 - box.y1) + 4096;
@@ -257,7 +261,7 @@ Region ArcShape::sector(const Box& bounds) const
     while (sweep <= 1e-12)
         sweep += 2 * M_PI;
     if (sweep > 2 * M_PI - 1e-9)
-        return Region(bounds);
+        return GdiRegion(bounds);
     const auto sub = [](double v) { return int64_t(std::llround(v * kSub)); };
     std::vector<SubPoint> points = { { sub(cx), sub(cy) } };
     const int pieces = 1 + int(sweep / (M_PI / 4));
@@ -265,9 +269,9 @@ Region ArcShape::sector(const Box& bounds) const
         const double a = start + sweep * i / pieces;
         points.push_back({ sub(cx + reach * std::cos(a)), sub(cy - reach * std::sin(a)) });
     }
-    Scanner scanner;
+    PolygonScanner scanner;
     scanner.add_polygon(points.data(), int(points.size()));
-    return Region(scanner.spans(bounds, true));
+    return GdiRegion(scanner.spans(bounds, true));
 }
 
 POINT ArcShape::on_curve(POINT ray) const
@@ -284,9 +288,9 @@ POINT ArcShape::on_curve(POINT ray) const
 
 enum class ArcKind { open, pie, chord };
 
-static Path arc_outline(const DeviceContext& dc, const ArcShape& arc, ArcKind kind, POINT origin)
+static GdiPath arc_outline(const DeviceContext& dc, const ArcShape& arc, ArcKind kind, POINT origin)
 {
-    Path path;
+    GdiPath path;
     const RECT box = { arc.box.x1 - origin.x, arc.box.y1 - origin.y, arc.box.x2 - origin.x,
                        arc.box.y2 - origin.y };
     const auto moved = [&](POINT p) { return POINT{ p.x - origin.x, p.y - origin.y }; };
@@ -301,7 +305,7 @@ static Path arc_outline(const DeviceContext& dc, const ArcShape& arc, ArcKind ki
 }
 
 // The straight sides of a pie or chord as the pen draws them.
-static Region side_lines(const DeviceContext& dc, const ArcShape& arc, ArcKind kind)
+static GdiRegion side_lines(const DeviceContext& dc, const ArcShape& arc, ArcKind kind)
 {
     const POINT a = arc.on_curve(arc.from), b = arc.on_curve(arc.to), c = arc.center();
     std::vector<POINT> line = { a, c, b };
@@ -315,20 +319,20 @@ static Region side_lines(const DeviceContext& dc, const ArcShape& arc, ArcKind k
     } else {
         spans = stroke_area(line, false, pen_width(dc, pen), pen, dc.clip().extents());
     }
-    return Region(spans);
+    return GdiRegion(spans);
 }
 
-static Region chord_side(const ArcShape& arc, const Region& ellipse)
+static GdiRegion chord_side(const ArcShape& arc, const GdiRegion& ellipse)
 {
     // The curve's points between the rays, closed by the straight side.
     std::vector<bool> closed;
-    Path path;
+    GdiPath path;
     add_arc(&path, { arc.box.x1, arc.box.y1, arc.box.x2, arc.box.y2 }, arc.from, arc.to, false,
             false);
-    const auto figures = flatten(path, &closed);
-    Scanner scanner;
+    const auto figures = flatten_path(path, &closed);
+    PolygonScanner scanner;
     scanner.add_polygon(figures[0].data(), int(figures[0].size()));
-    Region area(scanner.spans(ellipse.extents(), true));
+    GdiRegion area(scanner.spans(ellipse.extents(), true));
     area.intersect(ellipse);
     return area;
 }
@@ -343,14 +347,14 @@ static bool draw_arc(HDC handle, const int box_points[4], POINT first, POINT sec
         return true;
     const ArcShape arc(*dc, box, dc->to_surface(first.x, first.y),
                        dc->to_surface(second.x, second.y));
-    if (outlined_elsewhere(*dc, kind != ArcKind::open, [&](Path* path) {
-            const Path outline = arc_outline(*dc, arc, kind, dc->origin);
+    if (outlined_elsewhere(*dc, kind != ArcKind::open, [&](GdiPath* path) {
+            const GdiPath outline = arc_outline(*dc, arc, kind, dc->origin);
             path->points.insert(path->points.end(), outline.points.begin(), outline.points.end());
             path->types.insert(path->types.end(), outline.types.begin(), outline.types.end());
         }))
         return true;
     Ring ring = make_ring(*dc, box, box.x2 - box.x1, box.y2 - box.y1);
-    const Region sector = arc.sector(dc->clip().extents());
+    const GdiRegion sector = arc.sector(dc->clip().extents());
     const bool has_pen = dc->state.pen.object->style != PS_NULL;
     ring.edge.intersect(sector);
     if (kind == ArcKind::chord)
@@ -360,7 +364,7 @@ static bool draw_arc(HDC handle, const int box_points[4], POINT first, POINT sec
     const PenObject& pen = *dc->state.pen.object;
     if (kind == ArcKind::open && has_pen && !pen_is_thin(*dc, pen)) {
         for (const POINT& ray : { arc.from, arc.to })  // round caps
-            ring.edge.unite(Region(stroke_area({ arc.on_curve(ray) }, false, pen_width(*dc, pen), pen,
+            ring.edge.unite(GdiRegion(stroke_area({ arc.on_curve(ray) }, false, pen_width(*dc, pen), pen,
                                                dc->clip().extents())));
     }
     if (kind != ArcKind::open) {
@@ -410,7 +414,7 @@ bool ArcTo(HDC handle, int left, int top, int right, int bottom, int x1, int y1,
     const auto logical = [&](POINT p) {
         return dc->to_logical(p.x - dc->origin.x, p.y - dc->origin.y);
     };
-    if (Path* path = open_path(*dc)) {
+    if (GdiPath* path = open_path(*dc)) {
         const POINT p = dc->to_device(dc->state.position.x, dc->state.position.y);
         if (path->points.empty())
             path->move_to(p);
@@ -436,7 +440,7 @@ static std::vector<POINT> surface_points(const DeviceContext& dc, const POINT* p
     return out;
 }
 
-static void add_lines(const DeviceContext& dc, Path* path, const std::vector<POINT>& points,
+static void add_lines(const DeviceContext& dc, GdiPath* path, const std::vector<POINT>& points,
                       bool closed)
 {
     for (size_t i = 0; i < points.size(); i++) {
@@ -458,12 +462,12 @@ bool LineTo(HDC handle, int x, int y)
     const POINT line[] = { dc->to_surface(dc->state.position.x, dc->state.position.y),
                            dc->to_surface(x, y) };
     dc->state.position = { clamp_coordinate(x), clamp_coordinate(y) };
-    if (Path* open = open_path(*dc)) {
+    if (GdiPath* open = open_path(*dc)) {
         if (open->points.empty())
             open->move_to({ line[0].x - dc->origin.x, line[0].y - dc->origin.y });
         open->line_to({ line[1].x - dc->origin.x, line[1].y - dc->origin.y });
     } else if (dc->device) {
-        Path path;
+        GdiPath path;
         add_lines(*dc, &path, { line[0], line[1] }, false);
         record_path(*dc, path, false);
     } else if (dc->bitmap) {
@@ -478,7 +482,7 @@ bool Polyline(HDC handle, const POINT* points, int count)
     if (!dc || !points || count < 2)
         return false;
     const std::vector<POINT> line = surface_points(*dc, points, count);
-    if (outlined_elsewhere(*dc, false, [&](Path* path) { add_lines(*dc, path, line, false); }))
+    if (outlined_elsewhere(*dc, false, [&](GdiPath* path) { add_lines(*dc, path, line, false); }))
         return true;
     const int phase = dc->state.dash_phase;
     dc->state.dash_phase = 0;
@@ -501,7 +505,7 @@ bool PolyBezier(HDC handle, const POINT* points, int count)
     DeviceContext* dc = peek<DeviceContext>(handle);
     if (!dc || !points || count < 4 || count % 3 != 1)
         return false;
-    const auto add_curve = [&](Path* path, POINT origin) {
+    const auto add_curve = [&](GdiPath* path, POINT origin) {
         std::vector<POINT> p = surface_points(*dc, points, count);
         for (POINT& q : p)
             q = { q.x - origin.x, q.y - origin.y };
@@ -509,9 +513,9 @@ bool PolyBezier(HDC handle, const POINT* points, int count)
         for (size_t i = 1; i + 2 < p.size(); i += 3)
             path->bezier_to(p[i], p[i + 1], p[i + 2]);
     };
-    if (outlined_elsewhere(*dc, false, [&](Path* path) { add_curve(path, dc->origin); }))
+    if (outlined_elsewhere(*dc, false, [&](GdiPath* path) { add_curve(path, dc->origin); }))
         return true;
-    Path path;
+    GdiPath path;
     add_curve(&path, {});
     draw_dashed(*dc, path);
     return true;
@@ -534,12 +538,12 @@ bool PolyPolygon(HDC handle, const POINT* points, const int* counts, int polygon
         figures.push_back(surface_points(*dc, points, counts[i]));
         points += counts[i];
     }
-    if (outlined_elsewhere(*dc, true, [&](Path* path) {
+    if (outlined_elsewhere(*dc, true, [&](GdiPath* path) {
             for (const auto& figure : figures)
                 add_lines(*dc, path, figure, true);
         }))
         return true;
-    Scanner scanner;
+    PolygonScanner scanner;
     for (const auto& figure : figures)
         scanner.add_polygon(figure.data(), int(figure.size()));
     const std::vector<Box> spans = scanner.spans(dc->clip().extents(),

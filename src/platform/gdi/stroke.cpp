@@ -60,7 +60,7 @@ void Stroker::polygon(std::initializer_list<Vector2> corners)
     std::vector<SubPoint> points;
     for (const Vector2& c : corners)
         points.push_back({ std::llround(c.x * kSub), std::llround(c.y * kSub) });
-    Scanner scanner;
+    PolygonScanner scanner;
     scanner.add_polygon(points.data(), int(points.size()));
     const std::vector<Box> spans = scanner.spans(bounds_, true);
     area.insert(area.end(), spans.begin(), spans.end());

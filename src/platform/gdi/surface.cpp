@@ -4,7 +4,7 @@
 
 static constexpr uint16_t kUnknownCell = 0xFFFF;
 
-void ColorTable::set(size_t index, uint32_t color)
+void GdiColorTable::set(size_t index, uint32_t color)
 {
     if (index < colors_.size()) {
         colors_[index] = color;
@@ -12,13 +12,13 @@ void ColorTable::set(size_t index, uint32_t color)
     }
 }
 
-int ColorTable::find(uint32_t color) const
+int GdiColorTable::find(uint32_t color) const
 {
     const auto at = std::find(colors_.begin(), colors_.end(), color);
     return at == colors_.end() ? -1 : int(at - colors_.begin());
 }
 
-uint32_t ColorTable::nearest(uint32_t color) const
+uint32_t GdiColorTable::nearest(uint32_t color) const
 {
     uint32_t best = 0;
     int least = 1 << 30;
@@ -35,7 +35,7 @@ uint32_t ColorTable::nearest(uint32_t color) const
     return best;
 }
 
-uint32_t ColorTable::nearest_to_cell(uint32_t color) const
+uint32_t GdiColorTable::nearest_to_cell(uint32_t color) const
 {
     if (cells_.empty())
         cells_.assign(1 << 15, kUnknownCell);
@@ -45,7 +45,7 @@ uint32_t ColorTable::nearest_to_cell(uint32_t color) const
     return cell;
 }
 
-int format_bits(PixelFormat format)
+int pixel_format_bits(PixelFormat format)
 {
     switch (format) {
     case PixelFormat::mono:
@@ -90,14 +90,14 @@ uint32_t direct_pixel(PixelFormat format, uint32_t c)
     return c & 0xFFFFFF;
 }
 
-uint32_t get_pixel(const Surface& surface, int x, int y)
+uint32_t get_pixel(const GdiSurface& surface, int x, int y)
 {
     uint32_t pixel;
     unpack_row(surface.row(y), surface.bits, x, 1, &pixel);
     return pixel;
 }
 
-void put_pixel(const Surface& surface, int x, int y, uint32_t pixel)
+void put_pixel(const GdiSurface& surface, int x, int y, uint32_t pixel)
 {
     pack_row(&pixel, surface.bits, x, 1, surface.row(y));
 }
@@ -222,7 +222,7 @@ void move_pixels(uint8_t* to, int to_x, const uint8_t* from, int from_x, int bit
     }
 }
 
-const uint32_t* system_colors()
+const uint32_t* gdi_system_colors()
 {
     static const uint32_t colors[20] = {
         0x000000, 0x800000, 0x008000, 0x808000, 0x000080, 0x800080, 0x008080,
@@ -232,21 +232,21 @@ const uint32_t* system_colors()
     return colors;
 }
 
-std::shared_ptr<ColorTable> default_table(int bits)
+std::shared_ptr<GdiColorTable> default_color_table(int bits)
 {
     static const uint32_t vga[16] = {
         0x000000, 0x800000, 0x008000, 0x808000, 0x000080, 0x800080, 0x008080, 0x808080,
         0xC0C0C0, 0xFF0000, 0x00FF00, 0xFFFF00, 0x0000FF, 0xFF00FF, 0x00FFFF, 0xFFFFFF
     };
     if (bits == 1)
-        return std::make_shared<ColorTable>(std::vector<uint32_t>{ 0x000000, 0xFFFFFF });
+        return std::make_shared<GdiColorTable>(std::vector<uint32_t>{ 0x000000, 0xFFFFFF });
     if (bits == 4)
-        return std::make_shared<ColorTable>(std::vector<uint32_t>(vga, vga + 16));
+        return std::make_shared<GdiColorTable>(std::vector<uint32_t>(vga, vga + 16));
     // The system colours at both ends; between them 3 bits of red, 3 of green, 2 of blue.
     std::vector<uint32_t> colors(256);
     for (uint32_t i = 0; i < 256; i++)
         colors[i] = (i & 7) << 21 | (i >> 3 & 7) << 13 | (i >> 6) << 6;
-    std::copy(system_colors(), system_colors() + 10, colors.begin());
-    std::copy(system_colors() + 10, system_colors() + 20, colors.end() - 10);
-    return std::make_shared<ColorTable>(std::move(colors));
+    std::copy(gdi_system_colors(), gdi_system_colors() + 10, colors.begin());
+    std::copy(gdi_system_colors() + 10, gdi_system_colors() + 20, colors.end() - 10);
+    return std::make_shared<GdiColorTable>(std::move(colors));
 }

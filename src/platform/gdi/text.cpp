@@ -102,7 +102,7 @@ static uint32_t blend(uint32_t to, uint32_t color, uint32_t alpha)
     return channel(0) | channel(8) | channel(16);
 }
 
-static void draw_soft(const Surface& s, const Box& part, const Glyph& glyph, int x, int y,
+static void draw_soft(const GdiSurface& s, const Box& part, const GdiGlyph& glyph, int x, int y,
                       uint32_t color)
 {
     for (int row = part.y1; row < part.y2; row++) {
@@ -122,7 +122,7 @@ static void draw_soft(const Surface& s, const Box& part, const Glyph& glyph, int
     }
 }
 
-static void draw_hard(const Surface& s, const Box& part, const Glyph& glyph, int x, int y,
+static void draw_hard(const GdiSurface& s, const Box& part, const GdiGlyph& glyph, int x, int y,
                       uint32_t pixel)
 {
     const PixelOp op = { 0, pixel };
@@ -142,12 +142,12 @@ static void draw_hard(const Surface& s, const Box& part, const Glyph& glyph, int
 static void draw_glyphs(const DeviceContext& dc, RealizedFont& font, const char* text, int count,
                         int x, int y)
 {
-    const Surface& s = dc.surface();
+    const GdiSurface& s = dc.surface();
     const bool soft = font_smoothing && !font.always_hard && s.bits >= 24;
     const uint32_t pixel = pixel_of(dc, dc.state.text_color, ColorUse::draw);
     for (int i = 0; i < count; i++) {
         const uint8_t byte = uint8_t(text[i]);
-        const Glyph& glyph = font.glyph(byte, soft);
+        const GdiGlyph& glyph = font.glyph(byte, soft);
         const int left = x + glyph.left, top = y - glyph.top;
         for_each_clipped(dc.clip(), { left, top, left + glyph.width, top + glyph.height },
                          [&](const Box& part) {
@@ -162,7 +162,7 @@ static void draw_glyphs(const DeviceContext& dc, RealizedFont& font, const char*
 
 static void draw_lines(const DeviceContext& dc, const RealizedFont& font, int x, int y, int width)
 {
-    const Paint paint = solid_paint(pixel_of(dc, dc.state.text_color, ColorUse::draw));
+    const GdiPaint paint = solid_paint(pixel_of(dc, dc.state.text_color, ColorUse::draw));
     const uint8_t copy = rop_byte(PATCOPY);
     if (font.metrics.tmUnderlined) {
         const int top = y + font.underline_top;
