@@ -34,8 +34,8 @@
 
 // Addresses are twice as wide as the preferences count on, and frames hold more of them.
 static constexpr size_t kStackFactor = 4;
-// Kept below the limit for primitives, error handling and unwinding. The sanitizer makes frames larger
-// and gives up on stacks above 64 MB.
+// Kept below the limit for primitives, error handling and unwinding. The sanitizer makes frames
+// larger and gives up on stacks above 64 MB.
 #if defined(__SANITIZE_ADDRESS__)
 static constexpr size_t kStackReserve = 2 << 20;
 static constexpr size_t kLeastStack = 60 << 20;
@@ -51,10 +51,10 @@ namespace {
 struct Module {
     const char* name;
     void (*init)();
-    size_t first_row;  // of its primitives
+    size_t first_row; // of its primitives
 };
 
-}
+} // namespace
 
 static Module modules[] = {
     { "Arrays", init_arrays, 0 },
@@ -189,7 +189,7 @@ struct Program {
     int status;
 };
 
-}
+} // namespace
 
 // Whatever no handler took ends here; the frames on the way have restored their state.
 static void run_guarded(Program& program)

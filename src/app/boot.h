@@ -1,5 +1,5 @@
-// The life of an interpreter: its machine stack, its arena, its modules in their fixed order, and the
-// way back to nothing, so that a process may boot again and again.
+// The life of an interpreter: its machine stack, its arena, its modules in their fixed order, and
+// the way back to nothing, so that a process may boot again and again.
 #pragma once
 
 #include <cstddef>
@@ -8,8 +8,8 @@
 
 // Runs body on a machine stack of its own, with the depth limit and the collector's stack top set.
 // promised is the machine stack's size as an image's preferences count it, in bytes for 32-bit
-// addresses; the stack that is mapped is wider by a factor. Answers what body answers, or the status
-// that ended the program. A throw that nothing catches ends it with status 1.
+// addresses; the stack that is mapped is wider by a factor. Answers what body answers, or the
+// status that ended the program. A throw that nothing catches ends it with status 1.
 int run_program(uint32_t promised, int (*body)(void* argument), void* argument);
 
 template <class Body> int run_program(uint32_t promised, Body body)

@@ -21,13 +21,23 @@ static Value wait_boot_time(Value take_clicks)
     return no_value;
 }
 
-static Value boot_time() { return make_unsigned(boot_ticks()); }
+static Value boot_time()
+{
+    return make_unsigned(boot_ticks());
+}
 
 // ---- The program
 
-static Value quit() { hooks.quit(0); return no_value; }
+static Value quit()
+{
+    hooks.quit(0);
+    return no_value;
+}
 
-static Value get_appl_creator() { raise_error(kErrorNotHere); }
+static Value get_appl_creator()
+{
+    raise_error(kErrorNotHere);
+}
 
 static Value debugger(Value v)
 {
@@ -44,11 +54,26 @@ static Value set_language(Value index)
 
 // ---- Screen and frame
 
-static Value screen_width() { return make_fixnum(host->screen().width); }
-static Value screen_height() { return make_fixnum(host->screen().height); }
-static Value desktop_frame_width() { return make_fixnum(host->client().width); }
-static Value desktop_frame_height() { return make_fixnum(host->client().height); }
-static Value get_menubar_p() { return boolean(host->has_frame() && host->frame().menu_bar); }
+static Value screen_width()
+{
+    return make_fixnum(host->screen().width);
+}
+static Value screen_height()
+{
+    return make_fixnum(host->screen().height);
+}
+static Value desktop_frame_width()
+{
+    return make_fixnum(host->client().width);
+}
+static Value desktop_frame_height()
+{
+    return make_fixnum(host->client().height);
+}
+static Value get_menubar_p()
+{
+    return boolean(host->has_frame() && host->frame().menu_bar);
+}
 
 static Value set_frame_state(FrameState state)
 {
@@ -57,17 +82,28 @@ static Value set_frame_state(FrameState state)
     return no_value;
 }
 
-static Value desktop_minimize() { return set_frame_state(FrameState::minimized); }
-static Value desktop_maximize() { return set_frame_state(FrameState::maximized); }
-static Value desktop_restore() { return set_frame_state(FrameState::normal); }
+static Value desktop_minimize()
+{
+    return set_frame_state(FrameState::minimized);
+}
+static Value desktop_maximize()
+{
+    return set_frame_state(FrameState::maximized);
+}
+static Value desktop_restore()
+{
+    return set_frame_state(FrameState::normal);
+}
 
 static const Primitive boot_primitives[] = {
     { "test-wait-dlg", test_wait_dlg,
       "(test-wait-dlg): shows the next splash picture if the time of this one is over" },
     { "wait-boot-time", wait_boot_time,
-      "(wait-boot-time flag): waits until the splash pictures have had their time; with a true flag a "
+      "(wait-boot-time flag): waits until the splash pictures have had their time; with a true "
+      "flag a "
       "press of the left button ends the one on show" },
-    { "boot-time", boot_time, "(boot-time): ticks of 1/60 s from the start to the end of the loads" },
+    { "boot-time", boot_time,
+      "(boot-time): ticks of 1/60 s from the start to the end of the loads" },
     { "get-menubar?", get_menubar_p, "(get-menubar?): t if the frame has a menu bar" },
     { "quit", quit, "(quit): ends the program; nothing comes back" },
     { "do-quit", quit, "(do-quit): ends the program; nothing comes back" },
@@ -75,19 +111,26 @@ static const Primitive boot_primitives[] = {
     { "debugger", debugger,
       "(debugger value): value, once the user has seen its text in the internal-error dialog" },
     { "set-language", set_language,
-      "(set-language index): language of the dialogs, 0 English, 1 French; any other becomes 0. Error 2 "
+      "(set-language index): language of the dialogs, 0 English, 1 French; any other becomes 0. "
+      "Error 2 "
       "when index is no integer" },
-    Primitive("screen-width", screen_width, "(screen-width): width of the screen in pixels").optional(),
+    Primitive("screen-width", screen_width, "(screen-width): width of the screen in pixels")
+        .optional(),
     Primitive("screen-height", screen_height, "(screen-height): height of the screen in pixels")
         .optional(),
     Primitive("desktop-frame-width", desktop_frame_width,
-              "(desktop-frame-width): width of the frame's client area in pixels").optional(),
+              "(desktop-frame-width): width of the frame's client area in pixels")
+        .optional(),
     Primitive("desktop-frame-height", desktop_frame_height,
-              "(desktop-frame-height): height of the frame's client area in pixels").optional(),
-    Primitive("desktop-minimize", desktop_minimize, "(desktop-minimize): minimizes the frame").optional(),
-    Primitive("desktop-maximize", desktop_maximize, "(desktop-maximize): maximizes the frame").optional(),
+              "(desktop-frame-height): height of the frame's client area in pixels")
+        .optional(),
+    Primitive("desktop-minimize", desktop_minimize, "(desktop-minimize): minimizes the frame")
+        .optional(),
+    Primitive("desktop-maximize", desktop_maximize, "(desktop-maximize): maximizes the frame")
+        .optional(),
     Primitive("desktop-restore", desktop_restore,
-              "(desktop-restore): gives the frame its own size and place back").optional(),
+              "(desktop-restore): gives the frame its own size and place back")
+        .optional(),
 };
 
 void init_boot()

@@ -5,17 +5,17 @@
 #include <utility>
 
 // Entries 0 to 7 of every table.
-static const char* const kFixedNames[] = { "define", "quote", "set!", "t",
+static const char* const kFixedNames[] = { "define", "quote",   "set!", "t",
                                            "nil",    "defslot", "when", "let" };
 static constexpr int kFixedCount = 8;
-static constexpr int kShortReferences = 17 * 256;  // behind the fixed ones
+static constexpr int kShortReferences = 17 * 256; // behind the fixed ones
 static constexpr int kMostEntries = 65536;
 
 static constexpr char kByteLong = 0x08;
 static constexpr char kByteInteger8 = 0x0b;
 static constexpr char kByteInteger16 = 0x0c;
 static constexpr char kByteVariable = 0x0e;
-static constexpr char kByteShort = 0x0f;  // to 0x1f
+static constexpr char kByteShort = 0x0f; // to 0x1f
 
 SymbolTable::SymbolTable()
 {
@@ -58,7 +58,8 @@ static bool is_blank(char c)
 // What ends a token for the default syntax table. "#" and the like are constituents of no token.
 static bool ends_token(char c)
 {
-    return is_blank(c) || static_cast<uint8_t>(c) < ' ' || std::string_view("()[]\"#&':_{};").find(c) != std::string_view::npos;
+    return is_blank(c) || static_cast<uint8_t>(c) < ' ' ||
+           std::string_view("()[]\"#&':_{};").find(c) != std::string_view::npos;
 }
 
 // Whether a token reads as one plain symbol under any table that a program is likely to set up.
@@ -71,10 +72,12 @@ static bool is_plain_name(std::string_view token)
     for (const char c : token) {
         const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
         const bool is_digit = c >= '0' && c <= '9';
-        if (!letter && !is_digit && std::string_view("!$%*/<=>?@^~+-.").find(c) == std::string_view::npos)
+        if (!letter && !is_digit &&
+            std::string_view("!$%*/<=>?@^~+-.").find(c) == std::string_view::npos)
             return false;
         digit |= is_digit;
-        other |= (letter && c != 'e' && c != 'E') || (!letter && !is_digit && c != '+' && c != '-' && c != '.');
+        other |= (letter && c != 'e' && c != 'E') ||
+                 (!letter && !is_digit && c != '+' && c != '-' && c != '.');
     }
     // Digits among signs and exponents may be a number; a leading dot is a token of its own.
     return (other || !digit) && token[0] != '.';
@@ -162,7 +165,7 @@ private:
     {
         if (at_ + 1 >= text_.size() || text_[at_ + 1] != '\\') {
             copy(1);
-            after_token_ = true;  // whatever stands behind "#" must stay right there
+            after_token_ = true; // whatever stands behind "#" must stay right there
             if (at_ < text_.size() && !is_blank(text_[at_])) {
                 out_ += text_[at_++];
                 after_token_ = false;
@@ -226,10 +229,10 @@ private:
     SymbolTable* const symbols_;
     size_t at_ = 0;
     std::string out_;
-    bool after_token_ = false;  // what was written last would run into a token behind it
+    bool after_token_ = false; // what was written last would run into a token behind it
 };
 
-}
+} // namespace
 
 std::string compact_load(std::string_view text, SymbolTable* symbols)
 {
@@ -282,7 +285,9 @@ const char* check_compact_load(std::string_view load, size_t symbol_count)
         const auto at = [&](size_t k) { return size_t{ static_cast<uint8_t>(load[i + k]) }; };
         const bool is_name = byte == kByteLong || byte == kByteVariable;
         const bool is_short = byte >= kByteShort;
-        const size_t index = is_name ? at(1) << 8 | at(2) : is_short ? (byte - 15u) * 256 + 8 + at(1) : 0;
+        const size_t index = is_name    ? at(1) << 8 | at(2)
+                             : is_short ? (byte - 15u) * 256 + 8 + at(1)
+                                        : 0;
         if (index >= entries)
             return "a reference is past the symbol table";
         i += length;

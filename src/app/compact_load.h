@@ -1,6 +1,6 @@
-// The compact form of Lisp source: the same text with names, small integers and variables replaced by
-// bytes below 0x20 that refer to a table of names. Comments and needless blanks go. What reads it
-// is the reader itself, so both forms give the same forms.
+// The compact form of Lisp source: the same text with names, small integers and variables replaced
+// by bytes below 0x20 that refer to a table of names. Comments and needless blanks go. What reads
+// it is the reader itself, so both forms give the same forms.
 #pragma once
 
 #include <cstdint>
@@ -23,7 +23,7 @@ public:
 
 private:
     std::map<std::string, int, std::less<>> indexes_;
-    std::vector<std::string> names_;  // without the fixed ones
+    std::vector<std::string> names_; // without the fixed ones
 };
 
 // text is in the reader's form. Names that a macro character of the text may cut (with "`" or ",")

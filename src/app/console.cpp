@@ -1,5 +1,5 @@
-// One loop for all sources: the reader asks for characters, and when those of a line are used up the
-// source is asked for the next one, so a form is evaluated as soon as it is complete.
+// One loop for all sources: the reader asks for characters, and when those of a line are used up
+// the source is asked for the next one, so a form is evaluated as soon as it is complete.
 #include "app/console.h"
 
 #include <cstdio>
@@ -69,18 +69,18 @@ namespace {
 
 struct Characters {
     LineSource* source;
-    std::string line;  // in the reader's form, with its end
+    std::string line; // in the reader's form, with its end
     size_t next;
     bool inside_form;
-    bool inside_comment;  // between forms
+    bool inside_comment; // between forms
     bool ended;
     int line_number;
-    int form_line;        // on which the form under way began
+    int form_line; // on which the form under way began
 };
 
 Characters* characters = nullptr;
 
-}
+} // namespace
 
 static uint32_t get_console(uint32_t)
 {
@@ -106,8 +106,8 @@ static uint32_t get_console(uint32_t)
     return character;
 }
 
-// A line for the edit stream, from where the forms come too. Forms that lie in a text are not typed by
-// anybody: there the edit stream has only what `set-lecture` gives it.
+// A line for the edit stream, from where the forms come too. Forms that lie in a text are not typed
+// by anybody: there the edit stream has only what `set-lecture` gives it.
 static bool type_edit_line()
 {
     if (!characters || characters->ended || !characters->source->is_typed())
@@ -148,7 +148,7 @@ struct CharactersFrame {
     Characters* const saved;
 };
 
-}
+} // namespace
 
 static void show_value(Value v)
 {
@@ -184,7 +184,7 @@ static void note_place(Value form)
         note_definitions(form, file + ":" + std::to_string(characters->form_line), 1);
 }
 
-static volatile bool interrupted;  // by the user, at a terminal
+static volatile bool interrupted; // by the user, at a terminal
 
 static Step evaluate_next_form(ShowValues show)
 {
@@ -316,7 +316,7 @@ private:
     std::string history_;
 };
 
-}
+} // namespace
 
 int evaluate_text(const std::string& host_text, ShowValues show, const std::string& name)
 {

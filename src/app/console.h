@@ -9,7 +9,8 @@
 enum class ShowValues { no, yes };
 
 // Makes standard output the current output (carriage returns become line feeds, text UTF-8) and
-// puts the text of the internal-error dialog on standard error. To be called once the modules stand.
+// puts the text of the internal-error dialog on standard error. To be called once the modules
+// stand.
 void open_console();
 
 // Where a console reads. next_line puts one line of host text into *line, without its end, and

@@ -85,9 +85,10 @@ static std::string class_list_text(Value classes)
 
 static void describe_function(Value f)
 {
-    const Value function = f.tag() == kTagLexical || f.tag() == kTagClosed || f.tag() == kTagClosedSyntax
-        ? (f.tag() == kTagLexical ? cdr_of(f) : car_of(f))
-        : f;
+    const Value function =
+        f.tag() == kTagLexical || f.tag() == kTagClosed || f.tag() == kTagClosedSyntax
+            ? (f.tag() == kTagLexical ? cdr_of(f) : car_of(f))
+            : f;
     const std::string name = function_name(f);
     print_text(name.empty() ? "a function without a name" : name.c_str());
     print_text(": ");
@@ -99,7 +100,8 @@ static void describe_function(Value f)
 }
 
 // Names that the class itself knows, methods and slots apart, sorted.
-static void collect_members(Value cls, std::vector<std::string>* methods, std::vector<std::string>* slots)
+static void collect_members(Value cls, std::vector<std::string>* methods,
+                            std::vector<std::string>* slots)
 {
     const SymbolEntry* const table = reinterpret_cast<SymbolEntry*>(symbol_base);
     for (uint32_t i = 0; i < spaces.symbol_count; i++) {
@@ -152,7 +154,8 @@ static void describe_instance(Value object)
             print_field(slot, read_slot_raw(object, descriptor));
     }
     for (Value list = object_block(object)->overrides; is_pair(list); list = cdr_of(list))
-        print_field(std::string("override ") + symbol_chars(car_of(car_of(list))), cdr_of(car_of(list)));
+        print_field(std::string("override ") + symbol_chars(car_of(car_of(list))),
+                    cdr_of(car_of(list)));
 }
 
 static void describe_value(Value v)
@@ -207,7 +210,8 @@ static const Primitive describe_primitives[] = {
     { "apropos", apropos,
       "(apropos text): prints the defined names that hold the text, sorted, one a line" },
     { "describe", describe,
-      "(describe value): prints what a function, class, instance or the name of one is: parameters and "
+      "(describe value): prints what a function, class, instance or the name of one is: parameters "
+      "and "
       "place of its definition, parents, slots and methods, the slots' values, or the usage line" },
 };
 

@@ -72,7 +72,8 @@ FrameSettings image_frame_settings(const std::string& default_title)
     uint8_t bytes[256];
     const uint32_t title = read_resource("PREF", 258, bytes, sizeof bytes);
     if (title > 0)
-        settings.title.assign(reinterpret_cast<char*>(bytes + 1), std::min<uint32_t>(bytes[0], title - 1));
+        settings.title.assign(reinterpret_cast<char*>(bytes + 1),
+                              std::min<uint32_t>(bytes[0], title - 1));
     else
         settings.title = default_title;
 

@@ -18,8 +18,9 @@ bool open_image(const std::string& host_path);
 FrameSettings image_frame_settings(const std::string& default_title);
 SpaceSizes image_sizes();
 
-// The Lisp part, once the modules stand: symbol table, splash, every `Load` from 0 on up to the first
-// gap, init-kalvex, init-user. A resource that cannot be read for want of memory ends the program.
+// The Lisp part, once the modules stand: symbol table, splash, every `Load` from 0 on up to the
+// first gap, init-kalvex, init-user. A resource that cannot be read for want of memory ends the
+// program.
 void load_image();
 
 // Offers each word to Appl as a folder or a file, or sends start-appl when there was none.
@@ -32,4 +33,4 @@ void load_from_handle(uint32_t handle, Value id);
 void note_boot_start();
 uint32_t boot_ticks();
 
-void init_boot();  // the primitives about boot, frame and end of the program
+void init_boot(); // the primitives about boot, frame and end of the program

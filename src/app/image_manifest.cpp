@@ -17,7 +17,7 @@
 #include "storage/bytes.h"
 #include "storage/resource_file.h"
 
-constexpr uint32_t kTypeLoad = 0x4c6f6164;  // 'Load'
+constexpr uint32_t kTypeLoad = 0x4c6f6164; // 'Load'
 constexpr uint32_t kTypePref = 0x50524546;
 constexpr uint32_t kTypeVprf = 0x56505246;
 constexpr uint32_t kTypeSize = 0x53495a45;
@@ -55,7 +55,9 @@ struct Line {
 class ManifestReader {
 public:
     ManifestReader(const std::string& folder, Manifest* manifest)
-        : folder_(folder), manifest_(manifest) {}
+        : folder_(folder), manifest_(manifest)
+    {
+    }
 
     bool read(std::string_view text, std::string* error)
     {
@@ -77,10 +79,14 @@ private:
         if (!split(text, &line.words) || line.words.empty())
             return;
         static const std::map<std::string, void (ManifestReader::*)(Line&)> commands = {
-            { "type", &ManifestReader::read_type },     { "creator", &ManifestReader::read_creator },
-            { "title", &ManifestReader::read_title },   { "window", &ManifestReader::read_window },
-            { "spaces", &ManifestReader::read_spaces }, { "partition", &ManifestReader::read_partition },
-            { "load", &ManifestReader::read_load },     { "resource", &ManifestReader::read_resource },
+            { "type", &ManifestReader::read_type },
+            { "creator", &ManifestReader::read_creator },
+            { "title", &ManifestReader::read_title },
+            { "window", &ManifestReader::read_window },
+            { "spaces", &ManifestReader::read_spaces },
+            { "partition", &ManifestReader::read_partition },
+            { "load", &ManifestReader::read_load },
+            { "resource", &ManifestReader::read_resource },
         };
         const auto command = commands.find(line.words[0]);
         if (command == commands.end()) {
@@ -202,9 +208,9 @@ private:
 
     void read_spaces(Line& line)
     {
-        static const char* const keys[] = { "symbols",         "lisp-stack",     "prolog-stack",
-                                            "nodes",           "heap",           "reserve",
-                                            "machine-stack",   "spare-to-nodes", "spare-to-reserve" };
+        static const char* const keys[] = { "symbols",       "lisp-stack",     "prolog-stack",
+                                            "nodes",         "heap",           "reserve",
+                                            "machine-stack", "spare-to-nodes", "spare-to-reserve" };
         std::map<std::string, int64_t> values;
         for (const char* key : keys)
             values[key] = 0;
@@ -297,7 +303,7 @@ private:
     std::set<std::pair<uint32_t, int>> seen_;
 };
 
-}
+} // namespace
 
 bool parse_manifest(std::string_view text, const std::string& folder, Manifest* manifest,
                     std::string* error)

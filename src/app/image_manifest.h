@@ -1,5 +1,5 @@
-// The sources of an Image file, written down one resource a line; docs/formats/manifest.md tells the
-// lines. Reading a manifest opens no other file; its paths stand relative to its own folder.
+// The sources of an Image file, written down one resource a line; docs/formats/manifest.md tells
+// the lines. Reading a manifest opens no other file; its paths stand relative to its own folder.
 #pragma once
 
 #include <cstdint>
@@ -12,16 +12,16 @@ struct ManifestEntry {
     uint32_t type = 0;
     int id = 0;
     int attributes = 0;
-    std::string name;   // of the resource, Windows-1252
-    std::string data;   // of content bytes
-    std::string path;   // of the other contents, a host path
+    std::string name; // of the resource, Windows-1252
+    std::string data; // of content bytes
+    std::string path; // of the other contents, a host path
     int line = 0;
 };
 
 struct Manifest {
     uint32_t file_type = 0;
     uint32_t creator = 0;
-    std::vector<ManifestEntry> entries;  // in the order of their lines
+    std::vector<ManifestEntry> entries; // in the order of their lines
 };
 
 // False with *error ("line 3: ...") when the text is no manifest.

@@ -54,7 +54,7 @@ struct Item {
     Handle handle;
 };
 
-}
+} // namespace
 
 static bool open_image(const std::string& path)
 {
@@ -111,13 +111,14 @@ static int list(const std::string& path)
     return 0;
 }
 
-static int extract(const std::string& path, const std::string& type_word, const std::string& id_word,
-                   const std::string& output)
+static int extract(const std::string& path, const std::string& type_word,
+                   const std::string& id_word, const std::string& output)
 {
     uint32_t type;
     char* end;
     const long id = strtol(id_word.c_str(), &end, 10);
-    if (!parse_type(ansi_from_utf8(type_word), &type) || id_word.empty() || *end || id < -32768 || id > 32767)
+    if (!parse_type(ansi_from_utf8(type_word), &type) || id_word.empty() || *end || id < -32768 ||
+        id > 32767)
         return complain("\"" + type_word + "\" \"" + id_word + "\" names no resource");
     if (!open_image(path))
         return complain(path + ": is no resource file");
@@ -161,7 +162,8 @@ private:
     void fault(const ResInfo& info, const std::string& what)
     {
         ++faults_;
-        printf("'%s' %d: %s\n", utf8_from_ansi(type_text(info.type)).c_str(), info.id, what.c_str());
+        printf("'%s' %d: %s\n", utf8_from_ansi(type_text(info.type)).c_str(), info.id,
+               what.c_str());
     }
 
     static ResInfo naming(const char* type, int id)
@@ -234,7 +236,7 @@ private:
     int faults_ = 0;
 };
 
-}
+} // namespace
 
 static int check(const std::string& path)
 {

@@ -1,4 +1,5 @@
-// kalvex: the run-time. Boots the Image file that stands beside it and hands over to the application.
+// kalvex: the run-time. Boots the Image file that stands beside it and hands over to the
+// application.
 #include <climits>
 #include <cstdio>
 #include <string>
@@ -29,10 +30,10 @@ namespace {
 struct Options {
     std::string image;
     std::string host;
-    std::vector<std::string> words;  // offered to the application
+    std::vector<std::string> words; // offered to the application
 };
 
-}
+} // namespace
 
 static bool parse_options(int count, char** words, Options* options)
 {
@@ -56,7 +57,8 @@ static std::string program_path()
     return length > 0 ? std::string(path, length) : std::string("kalvex");
 }
 
-// The frame comes before the arena, so an image that asks for too much can still say so in a window.
+// The frame comes before the arena, so an image that asks for too much can still say so in a
+// window.
 static bool open_frame(const std::string& program)
 {
     const std::string name = ansi_from_utf8(program.substr(program.rfind('/') + 1));
@@ -111,7 +113,8 @@ static int boot(const Options& options)
         return 1;
     note_boot_start();
     start_poll_timer(request_poll);
-    const int status = run_program(image_sizes().machine_stack, [&] { return run_application(options); });
+    const int status =
+        run_program(image_sizes().machine_stack, [&] { return run_application(options); });
     stop_poll_timer();
     flush_terminal();
     host->close_frame();

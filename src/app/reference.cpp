@@ -70,7 +70,8 @@ void print_reference()
         const Primitive& row = primitive_at(i);
         const std::string_view usage = row.usage ? row.usage : "";
         const size_t end = form_end(usage);
-        const std::string form(end == usage.size() ? std::string_view(row.name) : usage.substr(0, end));
+        const std::string form(end == usage.size() ? std::string_view(row.name)
+                                                   : usage.substr(0, end));
         const std::string text(end == usage.size() ? usage : usage.substr(end + 2));
         printf("- **%s** `%s`: %s\n", row.name, form.c_str(), text.c_str());
     }

@@ -29,16 +29,17 @@ struct Options {
     std::vector<Source> sources;
     std::string image;
     std::string host;
-    std::string name;  // for doc
+    std::string name; // for doc
 };
 
-}
+} // namespace
 
 static const char kUsage[] =
     "kalvex-repl [--image FILE] [--host NAME] [-e EXPR]... [FILE]...\n"
     "kalvex-repl --names | --doc NAME\n"
     "\n"
-    "Evaluates what is given, in order, and displays each value on a line of its own; a value that\n"
+    "Evaluates what is given, in order, and displays each value on a line of its own; a value "
+    "that\n"
     "says nothing (no-value) is not shown. With nothing given it reads forms from standard input,\n"
     "with line editing and history when that is a terminal. An error ends its form, is told on\n"
     "standard error and makes the exit status 1; the forms behind it run.\n";
@@ -92,7 +93,8 @@ static int evaluate_sources(const Options& options)
                                               : evaluate_text(source.text, ShowValues::yes);
     }
     if (options.sources.empty())
-        errors += isatty(STDIN_FILENO) ? evaluate_terminal() : evaluate_standard_input(ShowValues::yes);
+        errors +=
+            isatty(STDIN_FILENO) ? evaluate_terminal() : evaluate_standard_input(ShowValues::yes);
     flush_terminal();
     return errors ? 1 : 0;
 }

@@ -11,10 +11,12 @@ static bool is_utf8(std::string_view text)
 {
     for (size_t i = 0; i < text.size();) {
         const uint8_t lead = static_cast<uint8_t>(text[i]);
-        const size_t length = lead < 0x80 ? 1 : lead < 0xc2 ? 0 : lead < 0xe0 ? 2
-            : lead < 0xf0                 ? 3
-            : lead < 0xf5                 ? 4
-                                          : 0;
+        const size_t length = lead < 0x80   ? 1
+                              : lead < 0xc2 ? 0
+                              : lead < 0xe0 ? 2
+                              : lead < 0xf0 ? 3
+                              : lead < 0xf5 ? 4
+                                            : 0;
         if (length == 0 || i + length > text.size())
             return false;
         for (size_t k = 1; k < length; k++) {
@@ -30,7 +32,8 @@ std::string lisp_text(std::string_view host_text)
 {
     if (host_text.substr(0, 3) == "\xef\xbb\xbf")
         host_text.remove_prefix(3);
-    const std::string bytes = is_utf8(host_text) ? ansi_from_utf8(host_text) : std::string(host_text);
+    const std::string bytes =
+        is_utf8(host_text) ? ansi_from_utf8(host_text) : std::string(host_text);
     std::string text;
     text.reserve(bytes.size());
     for (size_t i = 0; i < bytes.size(); i++) {

@@ -9,8 +9,8 @@
 Splash splash;
 
 static constexpr int kFirstPicture = 501;
-static constexpr int kFrameAndSize = 10;  // bytes at the start of a picture: size, then its frame
-static constexpr uint32_t kNap = 10;      // ms
+static constexpr int kFrameAndSize = 10; // bytes at the start of a picture: size, then its frame
+static constexpr uint32_t kNap = 10;     // ms
 
 static bool has_picture(int id)
 {
@@ -39,7 +39,9 @@ void open_splash()
     splash = Splash();
     {
         const LockedHandle picture(handle);
-        const auto side = [&](int i) { return static_cast<int16_t>(get_be16(picture.bytes + 2 + 2 * i)); };
+        const auto side = [&](int i) {
+            return static_cast<int16_t>(get_be16(picture.bytes + 2 + 2 * i));
+        };
         splash.width = side(3) - side(1) + 2;
         splash.height = side(2) - side(0) + 2;
     }

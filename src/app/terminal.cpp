@@ -35,8 +35,14 @@ void put_terminal(uint32_t character, uint32_t)
         flush_terminal();
 }
 
-bool terminal_at_line_start() { return at_line_start; }
-void set_terminal_at_line_start() { at_line_start = true; }
+bool terminal_at_line_start()
+{
+    return at_line_start;
+}
+void set_terminal_at_line_start()
+{
+    at_line_start = true;
+}
 
 void tell_terminal(const char* text)
 {
@@ -60,7 +66,7 @@ static bool read_line(std::string* line)
 }
 
 static struct {
-    std::string text;  // of the line, in the reader's form, with its end
+    std::string text; // of the line, in the reader's form, with its end
     size_t next;
     bool ended;
 } typed;
@@ -91,7 +97,10 @@ static void unget_terminal(uint32_t)
         --typed.next;
 }
 
-static Value terminal_getc() { return make_fixnum(static_cast<int32_t>(get_terminal(0))); }
+static Value terminal_getc()
+{
+    return make_fixnum(static_cast<int32_t>(get_terminal(0)));
+}
 
 static Value terminal_putc(Value character)
 {
@@ -111,7 +120,10 @@ static Value terminal_ended_p()
     return symbol_t;
 }
 
-static Value terminal_interactive_p() { return boolean(isatty(STDIN_FILENO)); }
+static Value terminal_interactive_p()
+{
+    return boolean(isatty(STDIN_FILENO));
+}
 
 static Value terminal_flush()
 {
@@ -121,10 +133,12 @@ static Value terminal_flush()
 
 static const Primitive terminal_primitives[] = {
     { "terminal-getc", terminal_getc,
-      "(terminal-getc): the next character of standard input, 65535 at its end; (cons terminal-getc "
+      "(terminal-getc): the next character of standard input, 65535 at its end; (cons "
+      "terminal-getc "
       "(null-ptr)) is a stream for read" },
     { "terminal-putc", terminal_putc,
-      "(terminal-putc char): prints it on standard output; (cons terminal-putc (null-ptr)) is a stream "
+      "(terminal-putc char): prints it on standard output; (cons terminal-putc (null-ptr)) is a "
+      "stream "
       "for print. Error 2 when char is no integer" },
     { "terminal-ended?", terminal_ended_p,
       "(terminal-ended?): t if standard input holds no further form; waits until that is known" },

@@ -11,9 +11,15 @@ static std::string symbol_text(Value symbol)
     return is_symbol(symbol) ? symbol_chars(symbol) : "";
 }
 
-static SymbolEntry* symbol_table() { return reinterpret_cast<SymbolEntry*>(symbol_base); }
+static SymbolEntry* symbol_table()
+{
+    return reinterpret_cast<SymbolEntry*>(symbol_base);
+}
 
-static Value symbol_number(uint32_t i) { return Value(kTagSymbol, i * sizeof(SymbolEntry)); }
+static Value symbol_number(uint32_t i)
+{
+    return Value(kTagSymbol, i * sizeof(SymbolEntry));
+}
 
 // The one class's method, or the global.
 static std::string name_in_symbols(Value function)
@@ -51,7 +57,8 @@ static std::string name_in_class(Value cls, Value function)
 {
     for (uint32_t i = 0; i < spaces.symbol_count; ++i) {
         const SymbolEntry& entry = symbol_table()[i];
-        if (entry.name != 0 && entry.slot_index >= 0 && has_member(cls, entry.slot_index, function) &&
+        if (entry.name != 0 && entry.slot_index >= 0 &&
+            has_member(cls, entry.slot_index, function) &&
             !is_inherited(cls, entry.slot_index, function))
             return symbol_text(class_block(cls)->name) + " " + symbol_chars(symbol_number(i));
     }
@@ -132,10 +139,13 @@ static Value eval_in_primitive(Value form, Value pointer)
 
 static const Primitive call_trace_primitives[] = {
     { "running-functions", running_functions_primitive,
-      "(running-functions): names of the Lisp functions that are running, innermost first, as strings; "
-      "those without a name are left out, one that calls itself stands once, and fifty are the most" },
+      "(running-functions): names of the Lisp functions that are running, innermost first, as "
+      "strings; "
+      "those without a name are left out, one that calls itself stands once, and fifty are the "
+      "most" },
     { "eval-in", eval_in_primitive,
-      "(eval-in form frame): value of form with the local variables of a running call; frame is what a "
+      "(eval-in form frame): value of form with the local variables of a running call; frame is "
+      "what a "
       "syntax with two parameters gets as the second. Error 2 when that call has ended" },
 };
 

@@ -13,10 +13,10 @@
 #include "kernel/symbols.h"
 #include "storage/handles.h"
 
-// The spaces in the order of all lists here: symbols, Lisp stack, Prolog stack, nodes, heap, system,
-// machine stack.
+// The spaces in the order of all lists here: symbols, Lisp stack, Prolog stack, nodes, heap,
+// system, machine stack.
 static constexpr int kSpaceCount = 7;
-static constexpr int kOutside = 6;  // what find-zone answers where no space but the last one lies
+static constexpr int kOutside = 6; // what find-zone answers where no space but the last one lies
 
 using SpaceFigures = std::array<uint32_t, kSpaceCount>;
 
@@ -55,9 +55,18 @@ static Value integer_list(const SpaceFigures& figures)
 
 // ---- Figures
 
-static Value space_subr() { return integer_list(space_sizes()); }
-static Value free_space_subr() { return integer_list(free_sizes()); }
-static Value space_size_subr() { return integer_list(kUnitBytes); }
+static Value space_subr()
+{
+    return integer_list(space_sizes());
+}
+static Value free_space_subr()
+{
+    return integer_list(free_sizes());
+}
+static Value space_size_subr()
+{
+    return integer_list(kUnitBytes);
+}
 
 static Value zone_addresses()
 {
@@ -74,7 +83,10 @@ static Value recycle(Value)
     return no_value;
 }
 
-static Value memory_growable_p() { return boolean(spaces.growable); }
+static Value memory_growable_p()
+{
+    return boolean(spaces.growable);
+}
 
 static Value set_memory_growable_p(Value flag)
 {
@@ -89,7 +101,10 @@ static Value grow_nodes_primitive(Value n)
     return boolean(grow_nodes(count));
 }
 
-static Value grow_heap(Value) { return nil; }
+static Value grow_heap(Value)
+{
+    return nil;
+}
 
 // Room for a move exists only when the space above has been moved up before.
 static Value move_space(bool (*move)(uint32_t), Value bytes)
@@ -99,11 +114,26 @@ static Value move_space(bool (*move)(uint32_t), Value bytes)
     return no_value;
 }
 
-static Value move_symbols_primitive(Value bytes) { return move_space(move_symbols, bytes); }
-static Value move_nodes_primitive(Value bytes) { return move_space(move_nodes, bytes); }
-static Value move_indirects(Value bytes) { return move_space(move_heap, bytes); }
-static Value move_nothing(Value) { return no_value; }
-static Value print_trace_string(Value) { return no_value; }
+static Value move_symbols_primitive(Value bytes)
+{
+    return move_space(move_symbols, bytes);
+}
+static Value move_nodes_primitive(Value bytes)
+{
+    return move_space(move_nodes, bytes);
+}
+static Value move_indirects(Value bytes)
+{
+    return move_space(move_heap, bytes);
+}
+static Value move_nothing(Value)
+{
+    return no_value;
+}
+static Value print_trace_string(Value)
+{
+    return no_value;
+}
 
 // ---- The gauge: one bar over the window's width, a zone a space, used part left, free part right,
 // and one separating column at the end of each zone.
@@ -113,7 +143,7 @@ static struct Gauge {
     Value back;
     Value front;
     bool drawn;
-    std::array<int, kSpaceCount> used_end;  // as drawn
+    std::array<int, kSpaceCount> used_end; // as drawn
     std::array<int, kSpaceCount> right;
 } gauge;
 
@@ -216,13 +246,15 @@ static Value find_zone(Value point)
 static const Primitive memory_primitives[] = {
     { "recycle", recycle, "(recycle flag): runs a collection now; the flag has no effect" },
     { "space-subr", space_subr,
-      "(space-subr): sizes of the spaces as seven integers: symbol entries, Lisp stack words, Prolog "
+      "(space-subr): sizes of the spaces as seven integers: symbol entries, Lisp stack words, "
+      "Prolog "
       "stack words, nodes, heap bytes, system bytes, machine stack bytes" },
     { "free-space-subr", free_space_subr,
       "(free-space-subr): what is free of each space, in the order and units of space-subr" },
     { "space-size-subr", space_size_subr, "(space-size-subr): bytes per unit of each space" },
     { "zone-addresses", zone_addresses,
-      "(zone-addresses): addresses of symbols, Lisp stack, nodes, heap, Prolog stack, then 0 and 0" },
+      "(zone-addresses): addresses of symbols, Lisp stack, nodes, heap, Prolog stack, then 0 and "
+      "0" },
     { "memory-growable?", memory_growable_p,
       "(memory-growable?): t if nodes may be made out of free heap; nil at first" },
     { "set-memory-growable?", set_memory_growable_p,
@@ -232,11 +264,13 @@ static const Primitive memory_primitives[] = {
     { "move-lisp-stack", move_nothing, "(move-lisp-stack bytes): has no effect" },
     { "move-prolog-stack", move_nothing, "(move-prolog-stack bytes): has no effect" },
     { "move-nodes", move_nodes_primitive,
-      "(move-nodes bytes): moves the nodes up, a multiple of 8; error 2 when there is no room above" },
+      "(move-nodes bytes): moves the nodes up, a multiple of 8; error 2 when there is no room "
+      "above" },
     { "move-indirects", move_indirects,
       "(move-indirects bytes): moves the used heap up; error 2 when the free heap is smaller" },
     { "grow-nodes", grow_nodes_primitive,
-      "(grow-nodes n): a collection, then n nodes (at least 5000) out of the free heap; t, or nil when "
+      "(grow-nodes n): a collection, then n nodes (at least 5000) out of the free heap; t, or nil "
+      "when "
       "growth is off or there is no room" },
     { "grow-heap", grow_heap, "(grow-heap bytes): nil, the heap does not grow" },
     { "update-memory", update_memory,
@@ -245,7 +279,8 @@ static const Primitive memory_primitives[] = {
     { "find-zone", find_zone,
       "(find-zone point): the space under a point (y . x) of the gauge, 0 to 5; 6 elsewhere" },
     { "setup-memory-window", setup_memory_window,
-      "(setup-memory-window window back front): the window that shows the gauge, nil for none, and the "
+      "(setup-memory-window window back front): the window that shows the gauge, nil for none, and "
+      "the "
       "patterns of what is free and what is used; error 2 when it is no object" },
     { "print-trace-string", print_trace_string, "(print-trace-string string): does nothing" },
 };

@@ -28,13 +28,13 @@ struct Run {
     StackBounds bounds;
     Run* previous;
     std::exception_ptr failure;
-    const void* outer_lowest = nullptr;  // the stack that we came from, as the sanitizer knows it
+    const void* outer_lowest = nullptr; // the stack that we came from, as the sanitizer knows it
     size_t outer_size = 0;
 };
 
 Run* current_run = nullptr;
 
-}
+} // namespace
 
 static void leave_stack(Run& run)
 {

@@ -3,13 +3,19 @@
 #include <csignal>
 #include <sys/time.h>
 
-static constexpr int kInterval = 50000;  // microseconds
+static constexpr int kInterval = 50000; // microseconds
 
 static void (*timer_tick)();
 static void (*interrupt_note)();
 
-static void handle_alarm(int) { timer_tick(); }
-static void handle_interrupt(int) { interrupt_note(); }
+static void handle_alarm(int)
+{
+    timer_tick();
+}
+static void handle_interrupt(int)
+{
+    interrupt_note();
+}
 
 static void set_handler(int number, void (*handler)(int))
 {

@@ -7,8 +7,8 @@
 //     EXPR !! "TEXT"      a text error
 //     EXPR                set-up: an error in it is a failure
 //
-// A line that begins with ";" is a comment; a form that is not closed at the end of a line goes on in
-// the next. In texts a carriage return is written \r, a line feed \n, another control \xHH, and
+// A line that begins with ";" is a comment; a form that is not closed at the end of a line goes on
+// in the next. In texts a carriage return is written \r, a line feed \n, another control \xHH, and
 // behind ~> a backslash \\.
 #include <cstdio>
 #include <cstdlib>
@@ -41,10 +41,10 @@ struct Case {
 };
 
 struct Outcome {
-    bool failed = false;   // by an error
-    std::string value;     // display form
+    bool failed = false; // by an error
+    std::string value;   // display form
     std::string printed;
-    std::string error;     // as the text behind "!!", with the value
+    std::string error; // as the text behind "!!", with the value
     std::string error_code;
 };
 
@@ -58,7 +58,7 @@ std::string* captured = nullptr;
 const std::string* reading = nullptr;
 size_t reading_at = 0;
 
-}
+} // namespace
 
 // ---- Tables
 
@@ -70,7 +70,8 @@ static std::string trimmed(const std::string& text)
     return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
 }
 
-// Where the arrow stands that is outside all lists and strings; npos and the depth when there is none.
+// Where the arrow stands that is outside all lists and strings; npos and the depth when there is
+// none.
 static size_t find_arrow(const std::string& text, Arrow* arrow, int* depth)
 {
     bool in_string = false;
@@ -89,12 +90,13 @@ static size_t find_arrow(const std::string& text, Arrow* arrow, int* depth)
             ++*depth;
         } else if (!in_string && (c == ')' || c == ']')) {
             --*depth;
-        } else if (!in_string && *depth <= 0 && i > 0 && text[i - 1] == ' ' && i + 2 <= text.size()) {
+        } else if (!in_string && *depth <= 0 && i > 0 && text[i - 1] == ' ' &&
+                   i + 2 <= text.size()) {
             const std::string mark = text.substr(i, 3);
-            *arrow = mark == "=> " || mark == "=>" ? Arrow::value
-                : mark == "~> " || mark == "~>"    ? Arrow::output
-                : mark == "!! "                    ? Arrow::error
-                                                   : Arrow::none;
+            *arrow = mark == "=> " || mark == "=>"   ? Arrow::value
+                     : mark == "~> " || mark == "~>" ? Arrow::output
+                     : mark == "!! "                 ? Arrow::error
+                                                     : Arrow::none;
             if (*arrow != Arrow::none)
                 return i;
         }

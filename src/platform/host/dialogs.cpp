@@ -7,38 +7,48 @@ namespace {
 struct DialogRow {
     int id;
     const char* title;
-    const char* text;  // UTF-8
+    const char* text; // UTF-8
     const char* buttons[3];
 };
 
-}
+} // namespace
 
 static const DialogRow rows[] = {
     { 5000, "", "There is not enougth RAM memory : ^0 K", { "OK" } },
     { 5001, "", "Il n'y a pas assez de mémoire RAM : ^0 K", { "OK" } },
-    { 5002, "", "La memoria viva para la aplicación es insuficiente: se necesitan ^0 K más.", { "OK" } },
+    { 5002,
+      "",
+      "La memoria viva para la aplicación es insuficiente: se necesitan ^0 K más.",
+      { "OK" } },
     { 5200, "", "The file ^0 was not found!", { "OK" } },
     { 5201, "", "Le fichier ^0 n'est pas présent!", { "OK" } },
     { 5202, "", "El archivo ^0 no se encontró!", { "OK" } },
     { 5300, "", "The file is not of a good type.", { "OK" } },
     { 5301, "", "Fichier incorrect.", { "OK" } },
     { 5302, "", "El fichero no es del tipo correcto.", { "OK" } },
-    { 5400, "Quicktime",
+    { 5400,
+      "Quicktime",
       "This program contains QuickTime movies.  \n \nTo be able to play them, execute setup.exe.",
       { "OK" } },
-    { 5401, "Quicktime",
+    { 5401,
+      "Quicktime",
       "Ce logiciel contient des films QuickTime. \n \nPour pouvoir les faire jouer, vous devez "
       "exécuter setup.exe.",
       { "OK" } },
-    { 5500, "",
+    { 5500,
+      "",
       "An error has occured.  You should save your file, quit and reload the software.",
       { "OK", "Quit", "Details" } },
-    { 5501, "",
-      "Une erreur interne s'est produite, nous vous suggérons, dans la mesure du possible, de sauver "
+    { 5501,
+      "",
+      "Une erreur interne s'est produite, nous vous suggérons, dans la mesure du possible, de "
+      "sauver "
       "vos fichiers et de redémarrer!",
       { "OK", "Quitter", "Détails" } },
-    { 5502, "",
-      "Se ha producido un error interno.  Le sugerimos que, si es posible, salvaguarde sus ficheros y "
+    { 5502,
+      "",
+      "Se ha producido un error interno.  Le sugerimos que, si es posible, salvaguarde sus "
+      "ficheros y "
       "reinicialice.",
       { "OK", "Salir" } },
     { 5600, "", "Out of Memory", { "OK", "Quit" } },
@@ -47,10 +57,13 @@ static const DialogRow rows[] = {
     { 5700, "", "Out of Memory", { "OK" } },
     { 5701, "", "Manque de mémoire.", { "OK" } },
     { 5702, "", "Memoria insuficiente.", { "OK" } },
-    { 5900, "Quicktime",
-      "This program contains QuickTime™ movies.  \n \nTo be able to play them, install QuickTime™ ^0.",
+    { 5900,
+      "Quicktime",
+      "This program contains QuickTime™ movies.  \n \nTo be able to play them, install QuickTime™ "
+      "^0.",
       { "OK" } },
-    { 5901, "Quicktime",
+    { 5901,
+      "Quicktime",
       "Ce logiciel contient des films QuickTime™. \n \nPour pouvoir les faire jouer, vous devez "
       "installer QuickTime™ ^0.",
       { "OK" } },
@@ -59,7 +72,7 @@ static const DialogRow rows[] = {
 };
 
 static constexpr size_t kMostText = 1024;
-static constexpr size_t kMostParameter = 255;  // a Pascal string
+static constexpr size_t kMostParameter = 255; // a Pascal string
 
 static std::string parameters[4];
 

@@ -20,8 +20,8 @@ FramePlace place_frame(const FrameSettings& settings, HostSize screen)
     place.left = std::max(0, (screen.width - place.width) / 2);
     place.top = std::max(0, (screen.height - place.height) / 2);
     const bool smaller = settings.width < screen.width && settings.height < screen.height;
-    place.state = !(settings.flags & kFrameMaximized) && smaller ? FrameState::normal
-                                                                 : FrameState::maximized;
+    place.state =
+        !(settings.flags & kFrameMaximized) && smaller ? FrameState::normal : FrameState::maximized;
     return place;
 }
 

@@ -1,5 +1,5 @@
-// What stands between the run-time and the outside: the frame window with the client area inside it,
-// alerts, the wait for what comes next. One host is chosen at start and serves the whole run.
+// What stands between the run-time and the outside: the frame window with the client area inside
+// it, alerts, the wait for what comes next. One host is chosen at start and serves the whole run.
 #pragma once
 
 #include <cstdint>
@@ -11,16 +11,16 @@
 // The frame as an Image file asks for it. Strings are Windows-1252.
 struct FrameSettings {
     std::string title;
-    int width = 640;         // of the content
+    int width = 640; // of the content
     int height = 480;
-    uint8_t flags = 0;       // see FrameFlags
+    uint8_t flags = 0; // see FrameFlags
     uint8_t second_flags = 0;
     int language = 0;
 };
 
 enum FrameFlags : uint8_t {
     kFrameMenuBar = 0x01,
-    kFrameFillsScreen = 0x02,   // no caption or border when the content is as large as the screen
+    kFrameFillsScreen = 0x02, // no caption or border when the content is as large as the screen
     kFrameOnTop = 0x04,
     kFrameMovies = 0x10,
     kFrameEventFlag = 0x20,
@@ -63,7 +63,7 @@ public:
     bool has_frame() const { return has_frame_; }
     const FrameSettings& settings() const { return settings_; }
     const FramePlace& frame() const { return place_; }
-    HostSize client() const;  // 0 by 0 without a frame
+    HostSize client() const; // 0 by 0 without a frame
 
     // Shows a dialog and answers its button, 1 for the first, 0 when it was closed without one.
     virtual int show_dialog(const Dialog& dialog) = 0;

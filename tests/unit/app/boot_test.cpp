@@ -44,7 +44,12 @@ TEST(Boot, a_process_boots_again_and_again_and_nothing_of_a_run_is_left)
 TEST(Boot, the_status_is_the_bodys_or_that_of_the_end_of_the_program)
 {
     EXPECT_EQ(run_interpreter(small_sizes(), [] { return 7; }), 7);
-    EXPECT_EQ(run_interpreter(small_sizes(), [] { hooks.quit(3); return 0; }), 3);
+    EXPECT_EQ(run_interpreter(small_sizes(),
+                              [] {
+                                  hooks.quit(3);
+                                  return 0;
+                              }),
+              3);
     EXPECT_EQ(run_interpreter(small_sizes(), []() -> int { throw thrower(nil, nil); }), 1);
     SpaceSizes sizes = small_sizes();
     sizes.partition = 1000;

@@ -20,8 +20,8 @@ TEST(CompactLoad, names_integers_and_variables_become_bytes)
 
 TEST(CompactLoad, what_cannot_be_replaced_safely_stays_text)
 {
-    for (const char* text : { "32768", "1.5", "1e5", "+5", "e5", "a\\ b", "\"a ; (b\\\"\"", "#\\space", "#\\(",
-                              "`", ",a", ".", "1.5.5" })
+    for (const char* text : { "32768", "1.5", "1e5", "+5", "e5", "a\\ b", "\"a ; (b\\\"\"",
+                              "#\\space", "#\\(", "`", ",a", ".", "1.5.5" })
         EXPECT_EQ(compact(text), text);
     EXPECT_EQ(compact("1.5 2.5 \"x\" y"), "1.5 2.5\"x\"\x0f\0"s);
     EXPECT_EQ(compact("#\\a #\\b"), "#\\a#\\b");
@@ -41,6 +41,7 @@ TEST(CompactLoad, references_past_the_short_ones_take_two_bytes)
 TEST(CompactLoad, a_check_finds_references_that_lead_nowhere)
 {
     EXPECT_EQ(check_compact_load("(\x07 \x0f\x00 \"\x0f\" ; \x0f\r #\\\x0f)"s, 1), nullptr);
-    for (const std::string& load : { "\x0f"s, "\x0f\x01"s, "\x0e\x00"s, "\x08\x00\x09"s, "\x0b"s, "\"abc"s })
+    for (const std::string& load :
+         { "\x0f"s, "\x0f\x01"s, "\x0e\x00"s, "\x08\x00\x09"s, "\x0b"s, "\"abc"s })
         EXPECT_NE(check_compact_load(load, 1), nullptr) << load;
 }

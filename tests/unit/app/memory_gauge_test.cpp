@@ -27,7 +27,10 @@ static void note_part(Value, int left, int right, Value pattern)
     drawn.push_back({ left, right, pattern });
 }
 
-static Value call(const char* name) { return call_value(intern(name)); }
+static Value call(const char* name)
+{
+    return call_value(intern(name));
+}
 
 static int zone_at(int x)
 {
