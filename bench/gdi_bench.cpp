@@ -1,5 +1,5 @@
-// The drawing layer's speed, each loop beside what it is compared with. `build/gdi-bench` prints the
-// table; --benchmark_filter=NAME picks rows. Bytes a second are those of the target.
+// The drawing layer's speed, each loop beside what it is compared with. `build/gdi-bench` prints
+// the table; --benchmark_filter=NAME picks rows. Bytes a second are those of the target.
 #include "platform/gdi.h"
 
 #include <benchmark/benchmark.h>
@@ -167,7 +167,8 @@ void PixmanStretch(benchmark::State& state)
     pixman_image_t* source = pixman_image_create_bits(PIXMAN_x8r8g8b8, 640, 360, pixels.data(),
                                                       640 * 4);
     pixman_transform_t scale;
-    pixman_transform_init_scale(&scale, pixman_double_to_fixed(1.0 / 3), pixman_double_to_fixed(1.0 / 3));
+    pixman_transform_init_scale(&scale, pixman_double_to_fixed(1.0 / 3),
+                                pixman_double_to_fixed(1.0 / 3));
     pixman_image_set_transform(source, &scale);
     pixman_image_set_filter(source, PIXMAN_FILTER_NEAREST, nullptr, 0);
     for (auto _ : state)

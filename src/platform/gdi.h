@@ -102,7 +102,10 @@ constexpr COLORREF CLR_INVALID = 0xFFFFFFFF;
 constexpr int GDI_ERROR = -1;
 
 constexpr COLORREF PALETTEINDEX(uint32_t index) { return 0x01000000 | (index & 0xFFFF); }
-constexpr COLORREF PALETTERGB(uint32_t r, uint32_t g, uint32_t b) { return 0x02000000 | RGB(r, g, b); }
+constexpr COLORREF PALETTERGB(uint32_t r, uint32_t g, uint32_t b)
+{
+    return 0x02000000 | RGB(r, g, b);
+}
 constexpr COLORREF DIBINDEX(uint32_t index) { return 0x10FF0000 | (index & 0xFFFF); }
 
 // ---- structures

@@ -1,5 +1,5 @@
-// Bytes as a sequence of drawing calls with any arguments, on contexts of several depths. Nothing may
-// be read or written outside the bitmaps, and no object may be left.
+// Bytes as a sequence of drawing calls with any arguments, on contexts of several depths. Nothing
+// may be read or written outside the bitmaps, and no object may be left.
 #include "platform/gdi.h"
 
 #include <cstdint>
@@ -50,7 +50,9 @@ void make_object(Bytes& in, Stage& stage, HDC dc)
     case 0: object = CreatePen(in.byte() % 8, in.byte() % 40, in.color()); break;
     case 1: object = CreateSolidBrush(in.color()); break;
     case 2: object = CreateHatchBrush(in.byte() % 7, in.color()); break;
-    case 3: object = CreatePatternBrush(stage.bitmaps[size_t(in.byte()) % stage.bitmaps.size()]); break;
+    case 3:
+        object = CreatePatternBrush(stage.bitmaps[size_t(in.byte()) % stage.bitmaps.size()]);
+        break;
     case 4: {
         LOGBRUSH brush;
         brush.lbColor = in.color();
@@ -83,7 +85,9 @@ void set_state(Bytes& in, Stage& stage, HDC dc)
     case 6: SetWindowExtEx(dc, in.number(), in.number(), nullptr); break;
     case 7: SetViewportExtEx(dc, in.number(), in.number(), nullptr); break;
     case 8: SetStretchBltMode(dc, in.byte() % 6); break;
-    default: SetBrushOrgEx(dc, in.number(), in.number(), nullptr); SetPolyFillMode(dc, in.byte() % 3);
+    default:
+        SetBrushOrgEx(dc, in.number(), in.number(), nullptr);
+        SetPolyFillMode(dc, in.byte() % 3);
     }
     (void)stage;
 }
@@ -134,7 +138,8 @@ void draw(Bytes& in, Stage& stage, HDC dc)
     case 12: SetPixel(dc, x, y, in.color()); GetPixel(dc, w, h); break;
     case 13: {
         const RECT scroll = { x, y, w, h };
-        ScrollDC(dc, n(), n(), &scroll, in.byte() & 1 ? &scroll : nullptr, stage.regions[0], nullptr);
+        ScrollDC(dc, n(), n(), &scroll, in.byte() & 1 ? &scroll : nullptr, stage.regions[0],
+                 nullptr);
         break;
     }
     case 14: SaveDC(dc); break;

@@ -1,5 +1,5 @@
-// Any bytes as a packed DIB: refused, or drawn, made a brush of and set into a bitmap without a read
-// behind their end.
+// Any bytes as a packed DIB: refused, or drawn, made a brush of and set into a bitmap without a
+// read behind their end.
 #include "platform/gdi.h"
 
 #include <cstdint>

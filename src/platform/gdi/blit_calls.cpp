@@ -17,7 +17,8 @@ static bool fill_with_brush(DeviceContext& dc, int x, int y, int width, int heig
         record_boxes(dc, &box, 1, *dc.state.brush.object, rop);
         return true;
     }
-    const GdiPaint paint = rop_uses_pattern(rop) ? resolve_brush(dc, *dc.state.brush.object) : GdiPaint();
+    const GdiPaint paint =
+        rop_uses_pattern(rop) ? resolve_brush(dc, *dc.state.brush.object) : GdiPaint();
     fill_box(dc, box, paint, rop);
     return true;
 }

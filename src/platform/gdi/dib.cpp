@@ -121,8 +121,8 @@ bool read_dib_header(const void* info, uint32_t usage, DibLayout* dib, size_t av
     return true;
 }
 
-std::shared_ptr<GdiColorTable> dib_table(const DibLayout& dib, const BITMAPINFO* info, uint32_t usage,
-                                      const DeviceContext* dc)
+std::shared_ptr<GdiColorTable> dib_table(const DibLayout& dib, const BITMAPINFO* info,
+                                         uint32_t usage, const DeviceContext* dc)
 {
     const uint8_t* p = reinterpret_cast<const uint8_t*>(info) + dib.header_size;
     std::vector<uint32_t> colors(dib.colors);

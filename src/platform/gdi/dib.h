@@ -29,8 +29,8 @@ bool read_dib_header(const void* info, uint32_t usage, DibLayout* dib,
                      size_t available = ~size_t(0));
 
 // The colour table; for DIB_PAL_COLORS the entries name colours of the context's palette.
-std::shared_ptr<GdiColorTable> dib_table(const DibLayout& dib, const BITMAPINFO* info, uint32_t usage,
-                                      const DeviceContext* dc);
+std::shared_ptr<GdiColorTable> dib_table(const DibLayout& dib, const BITMAPINFO* info,
+                                         uint32_t usage, const DeviceContext* dc);
 
 // The pixels as a surface. RLE and unusual masks are unpacked into memory that `holder` keeps. Null
 // bits and damaged RLE data give false.

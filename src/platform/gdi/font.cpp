@@ -229,8 +229,8 @@ void OutlineFont::set_size(const LOGFONTA& d, double scale_x, double scale_y)
     int em_x = std::clamp(int(std::lround(em * scale_x / scale_y)), 1, kLargestEm);
     const TT_OS2* os2 = static_cast<TT_OS2*>(FT_Get_Sfnt_Table(face_, FT_SFNT_OS2));
     if (d.lfWidth != 0 && os2 && os2->xAvgCharWidth > 0)
-        em_x = std::clamp(int(std::lround(std::abs(double(d.lfWidth)) * scale_x * face_->units_per_EM
-                                          / os2->xAvgCharWidth)),
+        em_x = std::clamp(int(std::lround(std::abs(double(d.lfWidth)) * scale_x *
+                                          face_->units_per_EM / os2->xAvgCharWidth)),
                           1, kLargestEm);
     FT_Set_Pixel_Sizes(face_, FT_UInt(em_x), FT_UInt(em));
 }
@@ -252,7 +252,8 @@ void OutlineFont::measure(const LOGFONTA& d)
     m.tmInternalLeading = m.tmHeight - em;
     const int line_units = face_->height - (face_->ascender - face_->descender);
     m.tmExternalLeading = std::max(
-        0, scaled(face_, line_units - (ascent + descent - (face_->ascender - face_->descender)), em));
+        0,
+        scaled(face_, line_units - (ascent + descent - (face_->ascender - face_->descender)), em));
     for (int b = 0; b < 256; b++) {
         if (!FT_Load_Glyph(face_, index_of(uint8_t(b)), FT_LOAD_NO_HINTING | FT_LOAD_NO_BITMAP))
             advances[size_t(b)] = int((face_->glyph->linearHoriAdvance + 0x8000) >> 16)
@@ -272,9 +273,12 @@ void OutlineFont::measure(const LOGFONTA& d)
     m.tmCharSet = d.lfCharSet == DEFAULT_CHARSET ? uint8_t(ANSI_CHARSET) : d.lfCharSet;
     // The bit named for a fixed pitch is set for variable ones.
     const bool fixed = FT_IS_FIXED_WIDTH(face_);
-    const int family = fixed ? FF_MODERN : os2 && (os2->sFamilyClass >> 8) >= 1
-                                               && (os2->sFamilyClass >> 8) <= 5 ? FF_ROMAN : FF_SWISS;
-    m.tmPitchAndFamily = uint8_t(family | TMPF_VECTOR | TMPF_TRUETYPE | (fixed ? 0 : TMPF_FIXED_PITCH));
+    const int family = fixed ? FF_MODERN
+                       : os2 && (os2->sFamilyClass >> 8) >= 1 && (os2->sFamilyClass >> 8) <= 5
+                           ? FF_ROMAN
+                           : FF_SWISS;
+    m.tmPitchAndFamily =
+        uint8_t(family | TMPF_VECTOR | TMPF_TRUETYPE | (fixed ? 0 : TMPF_FIXED_PITCH));
     underline_top = std::max(1, -scaled(face_, face_->underline_position
                                                    + face_->underline_thickness / 2, em));
     line_thickness = std::max(1, scaled(face_, face_->underline_thickness, em));
@@ -316,7 +320,8 @@ GdiGlyph OutlineFont::render(uint8_t byte, bool soft)
 static std::shared_ptr<RealizedFont> blank_font(const LOGFONTA& d, double scale_y)
 {
     auto font = std::make_shared<BlankFont>();
-    font->em = std::max(1, int(std::abs(double(d.lfHeight ? d.lfHeight : kDefaultHeight)) * scale_y));
+    font->em =
+        std::max(1, int(std::abs(double(d.lfHeight ? d.lfHeight : kDefaultHeight)) * scale_y));
     font->advances.fill(std::max(1, font->em / 2));
     font->metrics.tmAscent = font->em * 4 / 5;
     font->metrics.tmDescent = font->em - font->metrics.tmAscent;

@@ -17,7 +17,7 @@ struct FontObject : GdiObject {
 LOGFONTA stock_font_description(int which);
 
 struct GdiGlyph {
-    int left = 0, top = 0;           // of the bitmap, from the origin on the baseline; up is positive
+    int left = 0, top = 0; // of the bitmap, from the origin on the baseline; up is positive
     int width = 0, height = 0;
     std::vector<uint8_t> coverage;   // a byte a pixel, 0 to 255
 };

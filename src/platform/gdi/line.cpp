@@ -43,7 +43,8 @@ template <class F> static int64_t first_step(int64_t low, int64_t high, F reache
 
 // Narrows [low, high) to the steps whose offset (rising or falling) lies in [from, to).
 template <class F>
-static void steps_within(int64_t* low, int64_t* high, bool rising, int64_t from, int64_t to, F offset)
+static void steps_within(int64_t* low, int64_t* high, bool rising, int64_t from, int64_t to,
+                         F offset)
 {
     const int64_t end = *high;
     if (rising) {

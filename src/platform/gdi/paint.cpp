@@ -209,7 +209,8 @@ void fill_box(const DeviceContext& dc, const Box& box, const GdiPaint& paint, ui
     fill_boxes(dc, &box, 1, paint, rop);
 }
 
-void fill_region(const DeviceContext& dc, const GdiRegion& region, const GdiPaint& paint, uint8_t rop)
+void fill_region(const DeviceContext& dc, const GdiRegion& region, const GdiPaint& paint,
+                 uint8_t rop)
 {
     int count;
     const Box* boxes = region.boxes(&count);

@@ -37,7 +37,8 @@ private:
 void fill_boxes(const DeviceContext& dc, const Box* boxes, size_t count, const GdiPaint& paint,
                 uint8_t rop);
 void fill_box(const DeviceContext& dc, const Box& box, const GdiPaint& paint, uint8_t rop);
-void fill_region(const DeviceContext& dc, const GdiRegion& region, const GdiPaint& paint, uint8_t rop);
+void fill_region(const DeviceContext& dc, const GdiRegion& region, const GdiPaint& paint,
+                 uint8_t rop);
 
 // The ternary operation of the context's ROP2.
 uint8_t current_rop(const DeviceContext& dc);

@@ -58,8 +58,8 @@ void add_rectangle(GdiPath* path, const RECT& b, bool clockwise)
 }
 
 // A quarter of an ellipse from one axis to the other; `from` and `to` are offsets from the centre.
-static void add_quarter(GdiPath* path, double cx, double cy, double from_x, double from_y, double to_x,
-                        double to_y)
+static void add_quarter(GdiPath* path, double cx, double cy, double from_x, double from_y,
+                        double to_x, double to_y)
 {
     const double k = kArcControl;
     path->bezier_to(rounded(cx + from_x + k * to_x, cy + from_y + k * to_y),

@@ -14,7 +14,9 @@ constexpr int kCoordinateLimit = 1 << 27;
 
 inline int clamp_coordinate(int64_t v)
 {
-    return int(v < -kCoordinateLimit ? -kCoordinateLimit : v > kCoordinateLimit ? kCoordinateLimit : v);
+    return int(v < -kCoordinateLimit  ? -kCoordinateLimit
+               : v > kCoordinateLimit ? kCoordinateLimit
+                                      : v);
 }
 
 inline bool box_empty(const Box& b)

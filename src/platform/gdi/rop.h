@@ -1,5 +1,5 @@
-// Raster operations on packed rows. All of them work on bits, so one loop serves every depth: source
-// and pattern only have to stand in the target's format, at the target's bit positions.
+// Raster operations on packed rows. All of them work on bits, so one loop serves every depth:
+// source and pattern only have to stand in the target's format, at the target's bit positions.
 //
 // A ternary code's byte is its truth table: bit 4P + 2S + D.
 #pragma once

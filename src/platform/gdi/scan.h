@@ -41,6 +41,6 @@ private:
 // symmetric in its half-open box. Only rows from y1 to y2 are made.
 std::vector<Box> round_rect_spans(const Box& box, int64_t width, int64_t height, int y1, int y2);
 
-// The edge pixels of such a shape: those with a side neighbour outside it. The first and last of the
-// rows count as the shape's ends.
+// The edge pixels of such a shape: those with a side neighbour outside it. The first and last of
+// the rows count as the shape's ends.
 std::vector<Box> outline_spans(const std::vector<Box>& rows);

@@ -78,7 +78,9 @@ static void wide_rectangle(DeviceContext& dc, const Box& box, const PenObject& p
         return;
     }
     const int r = box.x2 - 1, b = box.y2 - 1;
-    const std::vector<POINT> corners = { { r, box.y1 }, { box.x1, box.y1 }, { box.x1, b }, { r, b } };
+    const std::vector<POINT> corners = {
+        { r, box.y1 }, { box.x1, box.y1 }, { box.x1, b }, { r, b }
+    };
     const GdiRegion ring(stroke_area(corners, true, width, pen, dc.clip().extents()));
     GdiRegion inside(Box{ box.x1, box.y1, r, b });
     inside.subtract(ring);
@@ -124,7 +126,8 @@ struct Ring {
 } // namespace
 
 // Rows outside the clip aren't made.
-static GdiRegion rounded_region(const DeviceContext& dc, const Box& box, int64_t width, int64_t height)
+static GdiRegion rounded_region(const DeviceContext& dc, const Box& box, int64_t width,
+                                int64_t height)
 {
     const Box bounds = dc.clip().extents();
     return GdiRegion(round_rect_spans(box, width, height, bounds.y1, bounds.y2));
@@ -189,7 +192,8 @@ bool RoundRect(HDC handle, int left, int top, int right, int bottom, int width, 
     };
     if (outlined_elsewhere(*dc, true, outline))
         return true;
-    const Ring ring = make_ring(*dc, box, std::min(w, box.x2 - box.x1), std::min(h, box.y2 - box.y1));
+    const Ring ring =
+        make_ring(*dc, box, std::min(w, box.x2 - box.x1), std::min(h, box.y2 - box.y1));
     fill_brush(*dc, ring.inside);
     if (pen_is_dashed(*dc)) {
         GdiPath path;
@@ -249,8 +253,8 @@ struct ArcShape {
 
 } // namespace
 
-// The part of the bounds between the rays: a polygon from the centre that reaches beyond the box, and
-// what the pen adds to it, all along the sweep.
+// The part of the bounds between the rays: a polygon from the centre that reaches beyond the box,
+// and what the pen adds to it, all along the sweep.
 GdiRegion ArcShape::sector(const Box& bounds) const
 {
     const double cx = (double(box.x1) + box.x2 - 1) / 2, cy = (double(box.y1) + box.y2 - 1) / 2;
@@ -364,8 +368,8 @@ static bool draw_arc(HDC handle, const int box_points[4], POINT first, POINT sec
     const PenObject& pen = *dc->state.pen.object;
     if (kind == ArcKind::open && has_pen && !pen_is_thin(*dc, pen)) {
         for (const POINT& ray : { arc.from, arc.to })  // round caps
-            ring.edge.unite(GdiRegion(stroke_area({ arc.on_curve(ray) }, false, pen_width(*dc, pen), pen,
-                                               dc->clip().extents())));
+            ring.edge.unite(GdiRegion(stroke_area({ arc.on_curve(ray) }, false, pen_width(*dc, pen),
+                                                  pen, dc->clip().extents())));
     }
     if (kind != ArcKind::open) {
         if (has_pen)

@@ -70,7 +70,8 @@ void Stroker::block(Vector2 a, Vector2 b, Vector2 d)
 {
     const Vector2 n = normal(d);
     const double x = n.x * half_, y = n.y * half_;
-    polygon({ { a.x + x, a.y + y }, { b.x + x, b.y + y }, { b.x - x, b.y - y }, { a.x - x, a.y - y } });
+    polygon(
+        { { a.x + x, a.y + y }, { b.x + x, b.y + y }, { b.x - x, b.y - y }, { a.x - x, a.y - y } });
 }
 
 // The disc of an odd width is centred on its pixel; of an even one on the pixel's left top corner.
@@ -169,7 +170,8 @@ static std::vector<double> dash_lengths(const PenObject& pen, int width)
 }
 
 // The part of a segment, from 0 to its length, that can show within the bounds.
-static void visible_part(POINT a, POINT b, double length, const Box& bounds, double* from, double* to)
+static void visible_part(POINT a, POINT b, double length, const Box& bounds, double* from,
+                         double* to)
 {
     *from = 0;
     *to = length;

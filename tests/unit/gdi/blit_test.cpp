@@ -76,19 +76,22 @@ TEST(Blit, overlapping_copies_act_as_if_the_source_lay_aside)
         for (int dx = -3; dx <= 3; dx++) {
             for (int dy = -2; dy <= 2; dy++) {
                 for (bool cut : { false, true }) {
-                    Canvas canvas(40, 30, depth, table_of(depth)), aside(40, 30, depth, table_of(depth));
+                    Canvas canvas(40, 30, depth, table_of(depth)),
+                        aside(40, 30, depth, table_of(depth));
                     paint_blocks(canvas);
                     paint_blocks(aside);
                     Canvas expected(40, 30, depth, table_of(depth));
                     paint_blocks(expected);
-                    const HRGN clip = CreateRectRgn(0, 0, 40, 30), hole = CreateRectRgn(12, 9, 17, 20);
+                    const HRGN clip = CreateRectRgn(0, 0, 40, 30),
+                               hole = CreateRectRgn(12, 9, 17, 20);
                     if (cut)
                         CombineRgn(clip, clip, hole, RGN_DIFF);
                     SelectClipRgn(canvas.dc, clip);
                     SelectClipRgn(expected.dc, clip);
                     BitBlt(canvas.dc, 5 + dx, 5 + dy, 25, 18, canvas.dc, 5, 5, SRCINVERT);
                     BitBlt(expected.dc, 5 + dx, 5 + dy, 25, 18, aside.dc, 5, 5, SRCINVERT);
-                    ASSERT_EQ(canvas.colors(), expected.colors()) << depth << " by " << dx << "," << dy;
+                    ASSERT_EQ(canvas.colors(), expected.colors())
+                        << depth << " by " << dx << "," << dy;
                     DeleteObject(clip);
                     DeleteObject(hole);
                 }
@@ -193,8 +196,8 @@ TEST(Blit, a_solid_brush_on_one_bit_is_a_mix)
     const struct {
         COLORREF color;
         int white;  // of 256 pixels
-    } rows[] = { { RGB(0, 0, 0), 0 },         { RGB(255, 255, 255), 256 }, { RGB(128, 128, 128), 128 },
-                 { RGB(255, 0, 0), 76 },      { RGB(0, 255, 0), 152 },     { RGB(1, 1, 1), 0 } };
+    } rows[] = { { RGB(0, 0, 0), 0 },    { RGB(255, 255, 255), 256 }, { RGB(128, 128, 128), 128 },
+                 { RGB(255, 0, 0), 76 }, { RGB(0, 255, 0), 152 },     { RGB(1, 1, 1), 0 } };
     for (const auto& row : rows) {
         const HBRUSH brush = CreateSolidBrush(row.color);
         FillRect(dc, { 0, 0, 16, 16 }, brush);

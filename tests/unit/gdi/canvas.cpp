@@ -17,7 +17,8 @@ Canvas::Canvas(int w, int h, int d, std::vector<uint32_t> table)
             table.push_back(i * (0xFFFFFF / ((1u << d) - 1)));
     info.bmiHeader.biClrUsed = uint32_t(table.size());
     for (size_t i = 0; i < table.size(); i++)
-        info.bmiColors[i] = { uint8_t(table[i]), uint8_t(table[i] >> 8), uint8_t(table[i] >> 16), 0 };
+        info.bmiColors[i] = { uint8_t(table[i]), uint8_t(table[i] >> 8), uint8_t(table[i] >> 16),
+                              0 };
     void* memory = nullptr;
     bitmap = CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &memory);
     bits = static_cast<uint8_t*>(memory);

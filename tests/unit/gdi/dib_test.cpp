@@ -35,8 +35,10 @@ TEST(Dib, what_is_set_comes_back)
                 if (depth == 16 && i % 2 == 1)
                     bits[i] &= 0x7F;
             }
-            EXPECT_EQ(SetDIBits(canvas.dc, canvas.bitmap, 0, 9, bits.data(), &info, DIB_RGB_COLORS), 9);
-            EXPECT_EQ(GetDIBits(canvas.dc, canvas.bitmap, 0, 9, back.data(), &info, DIB_RGB_COLORS), 9);
+            EXPECT_EQ(SetDIBits(canvas.dc, canvas.bitmap, 0, 9, bits.data(), &info, DIB_RGB_COLORS),
+                      9);
+            EXPECT_EQ(GetDIBits(canvas.dc, canvas.bitmap, 0, 9, back.data(), &info, DIB_RGB_COLORS),
+                      9);
             EXPECT_EQ(bits, back) << depth << " bits, height " << height;
         }
     }
@@ -98,7 +100,8 @@ TEST(Dib, palette_indices_stand_for_colours_of_the_contexts_palette)
     const uint16_t indices[2] = { 1, 0 };
     memcpy(info.bmiColors, indices, sizeof indices);
     const uint8_t bits[4] = { 0, 1, 0, 0 };
-    EXPECT_EQ(StretchDIBits(canvas.dc, 0, 0, 2, 1, 0, 0, 2, 1, bits, &info, DIB_PAL_COLORS, SRCCOPY), 1);
+    EXPECT_EQ(
+        StretchDIBits(canvas.dc, 0, 0, 2, 1, 0, 0, 2, 1, bits, &info, DIB_PAL_COLORS, SRCCOPY), 1);
     EXPECT_EQ(canvas.at(0, 0), 0x090807u);
     EXPECT_EQ(canvas.at(1, 0), 0x010203u);
     DeleteObject(palette);
@@ -114,10 +117,12 @@ TEST(Dib, run_lengths_are_unpacked_and_broken_ones_end_early)
     info.bmiColors[2] = { 255, 255, 255, 0 };
     const uint8_t runs[] = { 4, 1, 0, 0, 0, 3, 1, 2, 1, 0, 0, 1 };
     info.bmiHeader.biSizeImage = sizeof runs;
-    EXPECT_EQ(StretchDIBits(canvas.dc, 0, 0, 4, 2, 0, 0, 4, 2, runs, &info, DIB_RGB_COLORS, SRCCOPY), 2);
+    EXPECT_EQ(
+        StretchDIBits(canvas.dc, 0, 0, 4, 2, 0, 0, 4, 2, runs, &info, DIB_RGB_COLORS, SRCCOPY), 2);
     EXPECT_EQ(canvas.art(), "o.o#\noooo\n");
     info.bmiHeader.biSizeImage = 5;  // the run of its own pixels is cut off
-    EXPECT_EQ(StretchDIBits(canvas.dc, 0, 0, 4, 2, 0, 0, 4, 2, runs, &info, DIB_RGB_COLORS, SRCCOPY), 2);
+    EXPECT_EQ(
+        StretchDIBits(canvas.dc, 0, 0, 4, 2, 0, 0, 4, 2, runs, &info, DIB_RGB_COLORS, SRCCOPY), 2);
     EXPECT_EQ(canvas.art(), "####\noooo\n");
 }
 
@@ -127,9 +132,10 @@ TEST(Dib, impossible_headers_are_refused)
     uint32_t bits[64] = {};
     const auto refused = [&](const BITMAPINFO& info) {
         void* memory;
-        return StretchDIBits(canvas.dc, 0, 0, 4, 4, 0, 0, 4, 4, bits, &info, DIB_RGB_COLORS, SRCCOPY) == 0
-               && !CreateDIBSection(canvas.dc, &info, DIB_RGB_COLORS, &memory)
-               && !CheckPackedDib(&info, sizeof info, nullptr);
+        return StretchDIBits(canvas.dc, 0, 0, 4, 4, 0, 0, 4, 4, bits, &info, DIB_RGB_COLORS,
+                             SRCCOPY) == 0 &&
+               !CreateDIBSection(canvas.dc, &info, DIB_RGB_COLORS, &memory) &&
+               !CheckPackedDib(&info, sizeof info, nullptr);
     };
     for (int depth : { 0, 2, 3, 15, 33, 64 })
         EXPECT_TRUE(refused(info_of(4, 4, depth))) << depth;
@@ -150,7 +156,9 @@ TEST(Dib, impossible_headers_are_refused)
     info = info_of(4, 4, 32);
     info.bmiHeader.biSize = 39;
     EXPECT_TRUE(refused(info));
-    EXPECT_EQ(StretchDIBits(canvas.dc, 0, 0, 4, 4, 0, 0, 4, 4, nullptr, &info, DIB_RGB_COLORS, SRCCOPY), 0);
+    EXPECT_EQ(
+        StretchDIBits(canvas.dc, 0, 0, 4, 4, 0, 0, 4, 4, nullptr, &info, DIB_RGB_COLORS, SRCCOPY),
+        0);
 }
 
 TEST(Dib, a_packed_dib_must_hold_its_pixels)

@@ -74,7 +74,8 @@ TEST(Rop, bitblt_combines_pattern_source_and_target)
             BitBlt(target.dc, p * 4, 0, 4, 1, source.dc, p * 4, 0, rop << 16);
         }
         for (int i = 0; i < 8; i++)
-            ASSERT_EQ(target.at(i, 0), rop >> i & 1 ? 0xFFFFFFu : 0u) << "rop " << rop << " at " << i;
+            ASSERT_EQ(target.at(i, 0), rop >> i & 1 ? 0xFFFFFFu : 0u)
+                << "rop " << rop << " at " << i;
     }
 }
 

@@ -43,7 +43,9 @@ std::vector<uint8_t> make_fnt()
     f[95] = 'A', f[96] = 'B';
     half(148, 3), half(150, 160);
     half(154, 10), half(156, 164);
-    const uint8_t bits[] = { 0xE0, 0xA0, 0xE0, 0xA0, 0xFF, 0x80, 0x80, 0xFF, 0xC0, 0x40, 0x40, 0xC0 };
+    const uint8_t bits[] = {
+        0xE0, 0xA0, 0xE0, 0xA0, 0xFF, 0x80, 0x80, 0xFF, 0xC0, 0x40, 0x40, 0xC0
+    };
     f.insert(f.end(), bits, bits + sizeof bits);
     half(105, int(f.size()));
     for (const char c : std::string("Tiny"))
@@ -176,7 +178,8 @@ TEST(Text, an_opaque_ground_is_the_cell)
     canvas.use(make_font("Liberation Sans", -16));
     SetBkColor(canvas.dc, RGB(0, 255, 0));
     TextOutA(canvas.dc, 7, 5, "no", 2);
-    EXPECT_EQ(ink(canvas), (RECT{ 7, 5, 7 + extent(canvas, "no"), 5 + metrics_of(canvas).tmHeight }));
+    EXPECT_EQ(ink(canvas),
+              (RECT{ 7, 5, 7 + extent(canvas, "no"), 5 + metrics_of(canvas).tmHeight }));
     canvas.clear(RGB(255, 255, 255));
     EXPECT_TRUE(TextOutA(canvas.dc, 7, 5, nullptr, 0));
     EXPECT_FALSE(TextOutA(canvas.dc, 7, 5, nullptr, 2));
@@ -214,7 +217,8 @@ TEST(Text, bitmap_fonts_of_format_3)
 {
     const std::vector<uint8_t> fnt = make_fnt();
     for (size_t size = 0; size < fnt.size() - 1; size++)
-        AddFontMemory(std::vector<uint8_t>(fnt.begin(), fnt.begin() + ptrdiff_t(size)).data(), size);
+        AddFontMemory(std::vector<uint8_t>(fnt.begin(), fnt.begin() + ptrdiff_t(size)).data(),
+                      size);
     EXPECT_TRUE(RemoveFontMemory("Tiny") || true);
     EXPECT_EQ(AddFontMemory(fnt.data(), fnt.size()), 1);
     Canvas canvas(14, 5);
