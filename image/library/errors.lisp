@@ -1,5 +1,5 @@
-; The wording of errors. The run-time has numbers only: its report goes to the object in Error-Handler
-; as error-trap, which words it in the language that Langage names and prints it.
+; The wording of errors. The run-time has numbers only: its report goes to the object in
+; Error-Handler as error-trap, which words it in the language that Langage names and prints it.
 
 (define Langage 'en)
 
@@ -83,7 +83,8 @@
      es "no se puede escribir la base de datos")
   (8 en "the database is full" fr "la base de données est pleine"
      es "la base de datos está llena")
-  (9 en "there is not enough memory for the database" fr "mémoire insuffisante pour la base de données"
+  (9 en "there is not enough memory for the database"
+     fr "mémoire insuffisante pour la base de données"
      es "memoria insuficiente para la base de datos")))
 
 ; The text of a property list (key text...) for the language, the first one if it has none.
@@ -91,9 +92,11 @@
   (let ((_found (getf Langage _texts)))
     (if (string? _found) _found (cadr _texts))))
 
+(define Unknown-Error '(en "unknown error" fr "erreur inconnue" es "error desconocido"))
+
 (define (error-wording _kind _code)
   (let ((_entry (assv _code (if (eqv? _kind 1011) Database-Wordings Error-Wordings))))
-    (if _entry (text-of (cdr _entry)) (text-of '(en "unknown error" fr "erreur inconnue" es "error desconocido")))))
+    (if _entry (text-of (cdr _entry)) (text-of Unknown-Error))))
 
 (define-class obj-error-handler (obj-root)
   ; Error 2: wrong type or value: 5 (in f)

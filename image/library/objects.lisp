@@ -1,6 +1,6 @@
-; Classes are written with define-class, objects made with new. What an object does when it is made is
-; its `initialize`: plain objects take their slots from the creation arguments, those that are built
-; from configurations go through the steps that their native side asks for.
+; Classes are written with define-class, objects made with new. What an object does when it is made
+; is its `initialize`: plain objects take their slots from the creation arguments, those that are
+; built from configurations go through the steps that their native side asks for.
 
 ; (define-class name (parent...) form...): the forms, defslot and define, run inside the new class.
 (define define-class
@@ -86,8 +86,8 @@
   (defslot page-number :default 0 :initialize? t)
   (define (find-page-constructor _page) (cons (self) (get-constructor))))
 
-; What a linked slot refers to: an object stands for itself, a name for the open object that bears it,
-; or else for the object that is its value.
+; What a linked slot refers to: an object stands for itself, a name for the open object that bears
+; it, or else for the object that is its value.
 (define (find-link _reference _slot)
   (let ((_entry (assq _reference Named-Objects)))
     (cond ((object? _reference) _reference)

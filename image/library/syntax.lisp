@@ -1,4 +1,4 @@
-; Notation: back-quote for templates, and the forms that definitions in the library are written with.
+; Notation: back-quote for templates, and the form that macros are defined with.
 
 ; `(a ,b ,@c) reads as (quasiquote a (unquote b) (unquote-splicing c)); of what is no list, `x is 'x
 ; and `,x is x.
@@ -19,8 +19,8 @@
 
 ; (define-macro (name . params) body...): name's operands are bound unevaluated to params, as `bind`
 ; binds them, and the form that body answers is evaluated in the caller's place, with the caller's
-; variables; it can bring no new variables of its own. The syntax form is put together by hand, since one that stands in a template is compiled
-; where it stands.
+; variables; it can bring no new variables of its own. The syntax form is put together by hand, since
+; one that stands in a template is compiled where it stands.
 (define define-macro
   (syntax (_form)
     (let ((_name (caar _form)) (_params (cdar _form)) (_body (cdr _form)))

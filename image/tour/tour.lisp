@@ -1,5 +1,5 @@
-; A tour of what the run-time does. It runs by itself when the default Image file boots, and ends; at
-; a terminal the console stays open behind it.
+; A tour of what the run-time does. It runs by itself when the default Image file boots, and ends;
+; at a terminal the console stays open behind it.
 
 (define (headline _text) (new-line) (princ _text))
 (define (show-value _what _value) (prin "  ") (prin _what) (prin "  =>  ") (display _value))
@@ -24,7 +24,8 @@
   (show-form (sort '(31 4 15 9 26) <))
   (show-form `(two and two are ,(+ 2 2) ,@(list 'not 5)))
   (show-form (string-append "one" ", " "two"))
-  (show-form (catch 'found (for-each (lambda (_x) (when (even? _x) (throw 'found _x))) '(7 5 8 3)))))
+  (show-form
+    (catch 'found (for-each (lambda (_x) (when (even? _x) (throw 'found _x))) '(7 5 8 3)))))
 
 ; ---- Classes
 
@@ -58,8 +59,10 @@
 
 (defclause (animal _facts penguin) (bird _facts) (seen _facts 'swims) (not (seen _facts 'flies)))
 (defclause (animal _facts albatross) (bird _facts) (seen _facts 'flies) (seen _facts 'lives-at-sea))
-(defclause (animal _facts tiger) (mammal _facts) (seen _facts 'eats-meat) (seen _facts 'has-stripes))
-(defclause (animal _facts zebra) (mammal _facts) (seen _facts 'has-hooves) (seen _facts 'has-stripes))
+(defclause (animal _facts tiger)
+  (mammal _facts) (seen _facts 'eats-meat) (seen _facts 'has-stripes))
+(defclause (animal _facts zebra)
+  (mammal _facts) (seen _facts 'has-hooves) (seen _facts 'has-stripes))
 (defclause (bird _facts) (seen _facts 'has-feathers))
 (defclause (bird _facts) (seen _facts 'flies) (seen _facts 'lays-eggs))
 (defclause (mammal _facts) (seen _facts 'has-hair))
