@@ -167,7 +167,9 @@ static void format_report(int code, Value value)
         Nesting() { ++nested_reports; }
         ~Nesting() { --nested_reports; }
     } nesting;
-    const Value handler = lookup_symbol(symbols.error_handler);
+    Value handler = lookup_symbol(symbols.error_handler);
+    if (is_symbol(handler))
+        handler = lookup_symbol(handler);
     if (is_object(handler) && nested_reports <= kMostNested)
         call_with_object(handler, symbols.error_trap, kind, code, is_end(value) ? nil : value,
                          self_object, nil, nil);
@@ -212,7 +214,6 @@ void raise_message_error(const char* format, ...)
     vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
     snprintf(text_message, sizeof text_message, "Error: %s", text);
-    hooks.reset_windows();
     const Value string = make_string(text);
     report_ = { 0, 0, string, text_message };
     deliver(nil, make_fixnum(0), string, text_message);

@@ -12,6 +12,7 @@ int32_t event_flag;
 volatile uintptr_t stack_limit;
 
 static uintptr_t real_stack_limit;
+static bool reserve_is_lent;
 static uintptr_t stack_top;
 static uint32_t frame_serial;
 static uint32_t last_poll;
@@ -22,6 +23,7 @@ static constexpr uint32_t kPollInterval = 100;  // ms
 void init_frames(uintptr_t limit, uintptr_t top)
 {
     real_stack_limit = limit;
+    reserve_is_lent = false;
     stack_top = top;
     set_stack_top(reinterpret_cast<void*>(top));
     stack_limit = limit;
@@ -93,15 +95,22 @@ void stack_limit_reached()
     poll();
 }
 
-StackReserve::StackReserve() : saved_(real_stack_limit)
+// There is one reserve: a report inside another one has to do with what the outer one has left.
+StackReserve::StackReserve() : lends_(!reserve_is_lent)
 {
+    if (!lends_)
+        return;
+    reserve_is_lent = true;
     real_stack_limit -= kReserve;
     stack_limit = real_stack_limit;
 }
 
 StackReserve::~StackReserve()
 {
-    real_stack_limit = saved_;
+    if (!lends_)
+        return;
+    reserve_is_lent = false;
+    real_stack_limit += kReserve;
     stack_limit = real_stack_limit;
 }
 

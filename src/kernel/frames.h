@@ -169,14 +169,14 @@ inline void check_stack()
 void init_frames(uintptr_t limit, uintptr_t top);
 uint32_t machine_stack_left();
 
-// Lends the reporting of an error the reserve below the stack's limit.
+// Lends the reporting of an error the reserve below the stack's limit; a report inside it gets no more.
 struct StackReserve {
     StackReserve();
     ~StackReserve();
     static constexpr uintptr_t kReserve = 128 << 10;
 
 private:
-    const uintptr_t saved_;
+    const bool lends_;
 };
 
 // Makes the next test look at the clock, as the helper signal does.
