@@ -175,7 +175,7 @@ SpaceSizes console_sizes()
     sizes.nodes = 1000000;
     sizes.heap = 64 << 20;
     sizes.reserve = 0;
-    sizes.machine_stack = 64 << 20;
+    sizes.machine_stack = 16 << 20;
     return sizes;
 }
 
