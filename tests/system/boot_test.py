@@ -1,3 +1,4 @@
+import random
 import shutil
 import struct
 
@@ -145,8 +146,9 @@ class Boot(ProgramTest):
 class DefaultImage(ProgramTest):
     """The Lisp library and the tour, as the build packs them."""
 
-    def run_default(self, text=b"", image=BUILD / "kalvex.RI"):
-        result = self.run_program("kalvex", "--host", "headless", "--image", image, text=text)
+    def run_default(self, text=b"", **variables):
+        result = self.run_program("kalvex", "--host", "headless", "--image", BUILD / "kalvex.RI", text=text,
+                                  **variables)
         return result.stdout.decode(), result.stderr.decode(), result.returncode
 
     def test_the_tour_runs_by_itself_and_ends_well(self):
@@ -156,6 +158,20 @@ class DefaultImage(ProgramTest):
                      "=>  (two and two are 4 not 5)", "=>  (\"Boris\" -50)", "the clock ends",
                      "Error 2: type ou valeur incorrecte: 7 (in careless)", "lost by making 150,000  =>  0"]:
             self.assertIn(line, out)
+
+    def test_the_tour_is_the_same_however_often_memory_is_collected(self):
+        self.assertEqual(self.run_default(), self.run_default(KALVEX_GC_STRESS="7"))
+
+    def test_damaged_images_end_in_an_orderly_way(self):
+        whole = (BUILD / "kalvex.RI").read_bytes()
+        chance = random.Random(4)
+        for i in range(25):
+            data = bytearray(whole)
+            for _ in range(chance.choice([1, 5, 50])):
+                data[chance.randrange(len(data))] = chance.choice([0, 15, 40, 41, 255, chance.randrange(256)])
+            self.write("damaged.RI", bytes(data))
+            status = self.boot("damaged.RI")[2]
+            self.assertIn(status, [0, 1, 255], f"round {i}")
 
     def test_the_console_reads_evaluates_and_prints_behind_it(self):
         out, err, status = self.run_default(
