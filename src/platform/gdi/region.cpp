@@ -148,7 +148,7 @@ HRGN CreatePolyPolygonRgn(const POINT* points, const int* counts, int polygons, 
     PolygonScanner scanner;
     bool in_range = true;
     for (int i = 0; i < polygons; i++) {
-        if (counts[i] < 2)
+        if (counts[i] < 1)  // a point or a line is a polygon without an inside
             return nullptr;
         for (int k = 0; k < counts[i]; k++)
             in_range = in_range && points[k].x == clamp_coordinate(points[k].x)

@@ -166,6 +166,19 @@ TEST(Region, ellipses_fill_their_box_symmetrically)
     }
 }
 
+TEST(Region, polygons_without_an_inside_are_empty_regions)
+{
+    const POINT points[] = { { 3, 3 }, { 9, 3 }, { 20, 3 }, { 0, INT32_MIN } };
+    for (int count = 1; count <= 4; count++) {
+        const HRGN region = CreatePolygonRgn(points, count, ALTERNATE);
+        RECT box;
+        EXPECT_EQ(GetRgnBox(region, &box), NULLREGION) << count;
+        DeleteObject(region);
+    }
+    EXPECT_FALSE(CreatePolygonRgn(points, 0, ALTERNATE));
+    EXPECT_FALSE(CreatePolygonRgn(points, 3, 3));
+}
+
 TEST(Region, framing_draws_the_inner_edge)
 {
     Canvas canvas(9, 7);
