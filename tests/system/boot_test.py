@@ -160,7 +160,10 @@ class DefaultImage(ProgramTest):
             self.assertIn(line, out)
 
     def test_the_tour_is_the_same_however_often_memory_is_collected(self):
-        self.assertEqual(self.run_default(), self.run_default(KALVEX_GC_STRESS="7"))
+        def lines(result):
+            self.assertEqual(result[1:], ("", 0))
+            return [line for line in result[0].split("\n") if "ticks" not in line]  # these tell the time
+        self.assertEqual(lines(self.run_default()), lines(self.run_default(KALVEX_GC_STRESS="7")))
 
     def test_damaged_images_end_in_an_orderly_way(self):
         whole = (BUILD / "kalvex.RI").read_bytes()
