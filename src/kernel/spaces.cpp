@@ -138,8 +138,8 @@ ArenaResult open_arena(const SpaceSizes& sizes, uint32_t free_memory, uint32_t* 
     const int64_t reserve = sizes.reserve + sizes.spare_to_reserve * (spare / 100);
     const int64_t arena = size - reserve;
     const int64_t heap = arena - fixed - kNodeSize * nodes;
-    if (sizes.partition)
-        SetHandleLimit(static_cast<uint32_t>(size)); // the arena counts, the reserve is left to handles
+    // The arena counts; the reserve is left to handles.
+    SetHandleLimit(sizes.partition ? static_cast<uint32_t>(size) : UINT32_MAX);
     const Ptr block = heap < 0 ? 0 : NewPtr(static_cast<uint32_t>(arena));
     if (!block) {
         *shortage_kb = static_cast<uint32_t>(arena / 1024);
