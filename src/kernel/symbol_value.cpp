@@ -43,6 +43,14 @@ Value read_slot_raw(Value object, Value descriptor)
     }
 }
 
+// What a byte or a word keeps the low bits of; nil and no_value count as 0.
+static uint32_t low_bits(Value v)
+{
+    if (!is_true_flag(v))
+        return 0;
+    return v.tag() == kTagUnsignedLong ? unsigned_value(v) : static_cast<uint32_t>(integer_value(v));
+}
+
 void write_slot_raw(Value object, Value descriptor, Value v)
 {
     if (object.tag() == kTagClass) {
@@ -52,7 +60,7 @@ void write_slot_raw(Value object, Value descriptor, Value v)
     const uint8_t kind = slot_record(descriptor)->kind;
     uint32_t number = 0;
     if (kind == kSlotByte || kind == kSlotWord)
-        number = is_true_flag(v) ? static_cast<uint32_t>(integer_value(v)) : 0;
+        number = low_bits(v);
     uint8_t* const place = block_of(object) + slot_offset(descriptor);
     switch (kind) {
     case kSlotValue:
@@ -251,12 +259,22 @@ bool is_bound(Value symbol)
     return lookup_symbol(symbol) != no_value;
 }
 
+static void set_constant(ClassBlock* cls, int index, Value v)
+{
+    if (index < cls->table_size)
+        store_value(block_of(cls->members) + 2 + 4 * index, v);
+}
+
 static void set_member(Value symbol, Value member, Value v)
 {
     const SymbolEntry* const entry = symbol_of(symbol);
     if (member.tag() != kTagSlot) {
-        const Value cls = object_block(self_object)->class_;
-        store_value(block_of(class_block(cls)->members) + 2 + 4 * entry->slot_index, v);
+        // Layouts that the class has outgrown stand for the same class.
+        const Value cls = class_of(self_object);
+        set_constant(class_block(cls), entry->slot_index, v);
+        for (Value list = class_block(cls)->descendants; list != nil; list = cdr_of(list))
+            if (class_block(car_of(list))->class_ == cls)
+                set_constant(class_block(car_of(list)), entry->slot_index, v);
         return;
     }
     const SlotRecord* const record = slot_record(member);

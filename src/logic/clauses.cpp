@@ -13,7 +13,9 @@ static Value first_of(Value args) { return is_pair(args) ? car_of(args) : nil; }
 // definition: ((name pattern...) goal...)
 static Value add_clause(Value definition)
 {
-    const Value head = first_of(definition);
+    if (!is_pair(definition))
+        raise_error(kErrorType, definition);
+    const Value head = car_of(definition);
     if (!is_pair(head))
         raise_error(kErrorType, head);
     const Value name = car_of(head);
@@ -24,6 +26,8 @@ static Value add_clause(Value definition)
     give_slot_index(name);
     if (self_object != root_class)
         raise_message_error("can not define clause inside an object");
+    // A method of that name stays with its class.
+    prepare_symbol(name, root_class, true);
     const Value old = global_value(name);
     const Value older = old.tag() == kTagPredicate ? old.with_tag(kTagList) : nil;
     set_global_value(name, cons(clause, older).with_tag(kTagPredicate));

@@ -199,10 +199,13 @@ static bool atom_matches(const SourceText& buffer, Value pattern, Expression tex
 {
     if (is_symbol(pattern))
         return same_bytes(buffer, text.start, text.end, symbol_chars(pattern));
-    if (!is_fixnum(pattern) && pattern.tag() != kTagLong)
-        return false;
     char digits[16];
-    snprintf(digits, sizeof digits, "%d", integer_value(pattern));
+    if (pattern.tag() == kTagUnsignedLong)
+        snprintf(digits, sizeof digits, "%u", unsigned_value(pattern));
+    else if (is_fixnum(pattern) || pattern.tag() == kTagLong)
+        snprintf(digits, sizeof digits, "%d", integer_value(pattern));
+    else
+        return false;
     return same_bytes(buffer, text.start, text.end, digits);
 }
 
