@@ -152,9 +152,12 @@ static void load_all()
         const Handle handle = get_load(id, image);
         if (!handle)
             return;
+        const uint16_t generation = HandleGeneration(handle);
         HNoPurge(handle);
         load_from_handle(handle, make_fixnum(id));
-        ReleaseResource(handle);
+        // What was loaded may have released it, and another Handle have its number now.
+        if (HandleGeneration(handle) == generation)
+            ReleaseResource(handle);
     }
 }
 

@@ -528,7 +528,8 @@ void load_bytes(const uint8_t* text, uint32_t length, Value id)
     ObjectFrame at_root(root_class);
     EventFlagFrame no_events;
     LoadFileFrame loading(id);
-    ByteInput bytes(text, length);
+    const std::string copy(reinterpret_cast<const char*>(text), length);
+    ByteInput bytes(reinterpret_cast<const uint8_t*>(copy.data()), length);
     for (;;) {
         const Value form = read_form();
         if (form == kTokenEnd)

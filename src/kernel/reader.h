@@ -79,7 +79,8 @@ enum class AtEnd { fails, closes };
 Value read_list(Value terminator, AtEnd at_end);
 
 // Reads and evaluates all forms of a byte stream, as a `Load` resource: Load-File is set to id, the
-// current object is the root class, nothing polls. text may not move meanwhile.
+// current object is the root class, nothing polls. The forms may do with the text as they like: it is
+// copied.
 void load_bytes(const uint8_t* text, uint32_t length, Value id);
 
 // Makes what the Lisp gives as a stream argument the current input and waits for something to read.

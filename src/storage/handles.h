@@ -69,10 +69,14 @@ uint32_t HandleEntryCount();
 // Frees every block and the table: no Handle or Ptr is alive after it.
 void DisposeAllHandles();
 
-// Keeps a Handle locked until the block is left.
+// Keeps a Handle locked until the block is left; it may have been disposed of by then.
 struct LockedHandle {
     explicit LockedHandle(Handle locked) : handle(locked), bytes(HLock(locked)) {}
-    ~LockedHandle() { HUnlock(handle); }
+    ~LockedHandle()
+    {
+        if (HandleIsLive(handle))
+            HUnlock(handle);
+    }
     LockedHandle(const LockedHandle&) = delete;
     LockedHandle& operator=(const LockedHandle&) = delete;
     const Handle handle;

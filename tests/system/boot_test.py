@@ -48,6 +48,13 @@ class Boot(ProgramTest):
         self.assertEqual(shown, ["(first 0)", "second", "(hook ())", "user", "loop", ""])
         self.assertEqual(status, 0)
 
+    def test_a_load_may_release_itself_or_close_its_file(self):
+        _, err, _ = self.boot(self.image('(releaseresource (getresource "Load" 0))\n(new-handle 9)\n' +
+                                         self.say('(countresources "Load")') + LOOP))
+        self.assertIn("\n1\n", err)
+        _, err, _ = self.boot(self.image('(closeresfile (curresfile))\n' + self.say("'closed") + LOOP))
+        self.assertIn("\nclosed\n", err)
+
     def test_the_return_of_the_loop_ends_the_program_with_1(self):
         self.assertEqual(self.boot(self.image("(define (toplevel-loop) 5)"))[1:], ("", 1))
 
