@@ -277,6 +277,13 @@ uint32_t block_size(const Node* node)
     return end - node->cdr;
 }
 
+// Headers of the nodes in the chain; another one there is a broken heap.
+static constexpr uint64_t kBlockHeaders =
+    1ull << kHeaderArray | 1ull << kHeaderVector | 1ull << kHeaderReal | 1ull << kHeaderString |
+    1ull << kHeaderSlotData | 1ull << kHeaderClass | 1ull << kHeaderInstance | 1ull << kHeaderBlock;
+
+static bool heap_is_broken;
+
 static void compact_heap()
 {
     forget_object_view();
@@ -288,6 +295,8 @@ static void compact_heap()
         Node* const link = node_at(offset);
         const bool is_end = offset == spaces.chain_end;
         const uint32_t next = link->car & kPayloadMask;
+        if (!is_end && (kBlockHeaders >> (link->car >> 24 & 0x3f) & 1) == 0)
+            heap_is_broken = true;
         if (link->car & kLive) {
             previous->car = (previous->car & ~kPayloadMask) | offset;
             previous = link;
@@ -387,8 +396,11 @@ void collect(bool)
     hooks.end_drawing();
     hooks.show_watch();
     mark_all();
+    heap_is_broken = false;
     compact_heap();
     sweep();
+    if (heap_is_broken)
+        internal_error_dialog("Wrong type in sweep_indirect");
     if (stress_interval)
         shake_heap();
 }

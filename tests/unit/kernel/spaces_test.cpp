@@ -9,7 +9,7 @@
 
 #include "app/boot.h"
 #include "kernel/collector.h"
-#include "kernel/errors.h"
+#include "kernel/hooks.h"
 #include "kernel/symbols.h"
 #include "storage/handles.h"
 
@@ -199,6 +199,27 @@ TEST(Values, integers_are_immediate_between_their_limits_and_boxed_outside)
         EXPECT_EQ(make_unsigned(0x7fffffff).tag(), kTagUnsignedLong);
         EXPECT_EQ(unsigned_value(make_unsigned(0xffffffff)), 0xffffffffu);
         EXPECT_EQ(real_value(make_unsigned(0xffffffff)), 4294967295.0);
+    });
+}
+
+static std::vector<std::string> alerts;
+
+TEST(Collector, a_node_of_another_kind_in_the_chain_of_blocks_is_told)
+{
+    in_small_interpreter([] {
+        alerts.clear();
+        hooks.alert = [](int, const char* message, const char*, const char*, const char*) {
+            alerts.push_back(message);
+            return 1;
+        };
+        Node* const node = node_of(make_string("to be broken"));
+        make_string("behind it");
+        collect(true);
+        EXPECT_TRUE(alerts.empty());
+        const uint32_t payload = node->car & kPayloadMask;
+        node->car = kHeaderBox << 24 | payload;
+        collect(true);
+        EXPECT_EQ(alerts, std::vector<std::string>{ "Wrong type in sweep_indirect" });
     });
 }
 
