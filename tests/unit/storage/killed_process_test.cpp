@@ -1,6 +1,7 @@
 // A process that changes a database and a resource file without a pause is killed at some moment,
 // again and again: what it leaves always opens, and each record is one that was written whole.
 #include <csignal>
+#include <fcntl.h>
 #include <random>
 #include <sys/wait.h>
 
@@ -59,9 +60,10 @@ protected:
     }
 
     // Never returns; an exit of its own is a fault.
-    [[noreturn]] void work(uint32_t seed) const
+    [[noreturn]] void work(uint32_t seed, int started) const
     {
         std::mt19937 random(seed);
+        bool told = false;
         DatabaseId database;
         DatabaseFault fault;
         if (OpenDatabase(folder.path("d"), DatabaseMode::write, database, fault) != kDbGood)
@@ -77,6 +79,8 @@ protected:
             else
                 UpdateDatabase(database, true);
             UpdateResFile(file);
+            if (!told)
+                told = write(started, "", 1) == 1;
         }
         _exit(2);
     }
@@ -111,13 +115,20 @@ TEST_F(KilledProcess, leaves_files_that_open_with_every_record_whole)
     int journals = 0;
     int records = 0;
     for (uint32_t round = 0; round < 80 && !HasFailure(); round++) {
+        int started[2];
+        ASSERT_EQ(pipe2(started, O_NONBLOCK), 0);
         const pid_t child = fork();
         if (child == 0)
-            work(round);
+            work(round, started[1]);
+        char byte;
+        for (int i = 0; i < 10000 && read(started[0], &byte, 1) != 1; i++)
+            usleep(1000);
         usleep(random() % 25000);
         kill(child, SIGKILL);
         int status = 0;
         waitpid(child, &status, 0);
+        close(started[0]);
+        close(started[1]);
         ASSERT_TRUE(WIFSIGNALED(status)) << "round " << round;
         journals +=
             file_is_there(folder.path("d-journal")) || file_is_there(folder.path("r-journal"));
