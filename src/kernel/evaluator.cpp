@@ -275,7 +275,7 @@ Value eval_body(Value forms, LambdaFrame* frame)
 {
     Value result = no_value;
     while (is_pair(forms)) {
-        result = eval_in(car_of(forms), frame);
+        result = eval_argument(car_of(forms), frame);
         forms = cdr_of(forms);
     }
     return result;
