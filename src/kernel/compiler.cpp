@@ -4,6 +4,7 @@
 
 #include "kernel/evaluator.h"
 #include "kernel/errors.h"
+#include "kernel/lists.h"
 #include "kernel/shapes.h"
 #include "kernel/symbols.h"
 
@@ -29,9 +30,6 @@ static bool is_function_symbol(Value head)
 {
     return head == lambda_symbol || head == syntax_symbol || is_gamma_symbol(head);
 }
-
-static Value first(Value list) { return is_pair(list) ? car_of(list) : nil; }
-static Value rest(Value list) { return is_pair(list) ? cdr_of(list) : nil; }
 
 static Tag function_tag(Value head)
 {

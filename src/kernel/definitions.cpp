@@ -9,22 +9,13 @@
 #include "kernel/collector.h"
 #include "kernel/evaluator.h"
 #include "kernel/hooks.h"
+#include "kernel/lists.h"
 #include "kernel/primitive.h"
 #include "kernel/symbols.h"
 
 static Value symbol_lambda;
 static Value symbol_nil;
 static Value symbol_search_property;
-
-static Value first(Value list)
-{
-    return is_pair(list) ? car_of(list) : nil;
-}
-
-static Value rest(Value list)
-{
-    return is_pair(list) ? cdr_of(list) : nil;
-}
 
 // ---- define
 

@@ -6,6 +6,7 @@
 #include "kernel/equality.h"
 #include "kernel/errors.h"
 #include "kernel/hooks.h"
+#include "kernel/lists.h"
 #include "kernel/object_layout.h"
 #include "kernel/primitive_table.h"
 #include "kernel/symbols.h"
@@ -101,9 +102,6 @@ static Value close_over(Value f, LambdaFrame* frame);
     args = cdr_of(args);
     return eval_argument(form, frame);
 }
-
-static Value first(Value list) { return is_pair(list) ? car_of(list) : nil; }
-static Value rest(Value list) { return is_pair(list) ? cdr_of(list) : nil; }
 
 // ---- Calling primitives
 

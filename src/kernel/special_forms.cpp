@@ -5,6 +5,7 @@
 
 #include "kernel/errors.h"
 #include "kernel/hooks.h"
+#include "kernel/lists.h"
 #include "kernel/object_layout.h"
 #include "kernel/primitive.h"
 #include "kernel/printer.h"
@@ -12,9 +13,6 @@
 #include "kernel/types.h"
 
 static Value symbol_else, symbol_unquote, symbol_unquote_splicing, symbol_destroy;
-
-static Value first(Value list) { return is_pair(list) ? car_of(list) : nil; }
-static Value rest(Value list) { return is_pair(list) ? cdr_of(list) : nil; }
 
 // Grows a list at its end. The two Values stand in a local of the caller, where the scan sees them.
 struct ListBuilder {
