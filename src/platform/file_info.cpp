@@ -116,7 +116,10 @@ bool SetFileReadOnly(const char* path, bool read_only)
 
 bool FileMayBeWritten(const char* path)
 {
-    return access(host_path(path).c_str(), W_OK) == 0;
+    const std::string host = host_path(path);
+    struct stat found;
+    return access(host.c_str(), W_OK) == 0 && stat(host.c_str(), &found) == 0 &&
+           (found.st_mode & 0222) != 0;
 }
 
 bool FolderExists(const char* path)

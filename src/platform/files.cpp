@@ -81,6 +81,12 @@ static bool failed_by_errno()
     return failed(error_of_errno(errno));
 }
 
+// Write protection holds for every user: the superuser's permissions would pass it by.
+static bool is_write_protected(const struct stat& file)
+{
+    return S_ISREG(file.st_mode) && (file.st_mode & 0222) == 0;
+}
+
 static bool refused(FileChange change)
 {
     if (AskFileFault(change) == FaultAnswer::go_on)
@@ -142,7 +148,8 @@ FileHandle CreateFileA(const char* path, FileAccess mode, FileDisposition dispos
         failed_by_errno();
         return kNoFile;
     }
-    if (S_ISDIR(found.st_mode)) {
+    const bool denied = mode == FileAccess::read_write && is_write_protected(found);
+    if (S_ISDIR(found.st_mode) || denied) {
         close(descriptor);
         failed(kFileErrorDenied);
         return kNoFile;
@@ -357,6 +364,9 @@ bool DeleteFileA(const char* path)
     const std::string host = host_path(path);
     if (host.empty())
         return failed(kFileErrorNotFound);
+    struct stat found;
+    if (lstat(host.c_str(), &found) == 0 && is_write_protected(found))
+        return failed(kFileErrorDenied);
     if (refused(FileChange::remove))
         return false;
     if (WatchingUnsynced())

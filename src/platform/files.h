@@ -30,7 +30,8 @@ uint32_t GetLastError();
 void SetLastError(uint32_t error);
 void SetLastErrorFromHost(int number); // an errno
 
-// kNoFile when it fails. create_always truncates what is there. Folders cannot be opened.
+// kNoFile when it fails. create_always truncates what is there. Folders cannot be opened, nor a
+// write-protected file for writing.
 FileHandle CreateFileA(const char* path, FileAccess access, FileDisposition disposition);
 bool CloseHandle(FileHandle file);
 bool FileIsWritable(FileHandle file);
@@ -62,7 +63,7 @@ enum class FileLock { writer, update };
 enum class FileLockMode { none, shared, exclusive };
 bool SetFileLock(FileHandle file, FileLock lock, FileLockMode mode);
 
-bool DeleteFileA(const char* path);
+bool DeleteFileA(const char* path); // not when it is write-protected
 bool MoveFileA(const char* from, const char* to); // never replaces what is there
 // Makes names that were created or deleted in the folder of path survive a loss of power.
 bool FlushFolderOf(const char* path);

@@ -37,6 +37,19 @@ DatabaseMode ModeOfDatabase(DatabaseId database)
     return file == nullptr ? DatabaseMode::read : file->mode;
 }
 
+bool FileOfDatabase(DatabaseFile& database, FileUse use)
+{
+    if (use == FileUse::read && databases.current == database.id)
+        return true;
+    const FileHandle file =
+        CreateFileA(database.stored.path.c_str(), FileAccess::read, FileDisposition::open_existing);
+    const bool same = SameFile(file, database.stored.file);
+    CloseHandle(file);
+    if (same)
+        databases.current = database.id;
+    return same;
+}
+
 // ---- Creating ----
 
 static std::vector<uint8_t> new_database_bytes(ResType creator, ResType type)
@@ -92,7 +105,7 @@ static int read_map(DatabaseFile& file, DatabaseFault& fault)
     if (!reading.held || !ReadStored(file.stored, 0, header, kDbHeaderSize))
         return kDbCannotRead;
     const int64_t file_size = GetFileSize(file.stored.file);
-    if (!IsDatabaseHeader(header, file_size) || header[kDbMarkAt] != kDatabaseMark) {
+    if (!IsDatabaseHeader(header, file_size)) {
         bad_numbers(fault, header, nullptr);
         fault.numbers.push_back(static_cast<uint32_t>(file_size));
         return kDbBadFile;
@@ -146,6 +159,7 @@ int OpenDatabase(const std::string& path, DatabaseMode mode, DatabaseId& opened,
     file->map.clear_handles();
     file->id = databases.next++;
     opened = file->id;
+    databases.current = file->id;
     databases.chain.push_back(std::move(file));
     DatabaseFile& added = *databases.chain.back();
     for_each_record(added.map, [&](ResPlace place) {
@@ -177,6 +191,8 @@ int CloseDatabase(DatabaseId database, DatabaseClose how)
                            : UpdateDatabase(database, how == DatabaseClose::update_or_compact);
     const uint32_t error = GetLastError();
     const std::unique_ptr<DatabaseFile> file = unlink_database(place);
+    if (databases.current == database)
+        databases.current = kNoDatabase;
     for_each_record(file->map, [&](ResPlace record) {
         const Handle handle = file->map.handle(record);
         if (handle != 0)

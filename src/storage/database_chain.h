@@ -50,6 +50,7 @@ struct DatabaseFile {
 struct DatabaseState {
     std::vector<std::unique_ptr<DatabaseFile>> chain; // oldest first
     DatabaseId next = 1;
+    DatabaseId current = kNoDatabase; // whose file was used last
     ResType unique_type = 0;
     int32_t unique_id = 0;
 };
@@ -64,6 +65,12 @@ struct RecordFound {
 
 DatabaseFile* database_file(DatabaseId database); // null: not open
 RecordFound find_record(Handle record);           // over all, newest first
+
+// Whether the path still leads to the database's file: what is written to one that was removed or
+// replaced would be lost. Reading asks again when another database was used in between.
+enum class FileUse { read, write };
+bool FileOfDatabase(DatabaseFile& database, FileUse use);
+
 // The entry's Handle with its data, unless told to leave that away.
 int load_record_entry(DatabaseFile& file, ResPlace place, RecordLoad load, Handle& record);
 // Reads data that lies before the map; false if it does not, or if another process changed the

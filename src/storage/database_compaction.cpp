@@ -141,6 +141,8 @@ int CompactDatabase(DatabaseId database)
     DatabaseFile& file = *found;
     if (is_read_only(file))
         return kDbReadOnly;
+    if (!FileOfDatabase(file, FileUse::write))
+        return kDbCannotRead;
     if (file.stored.journal.file != kNoFile) {
         // What was written so far is made to last first: a compaction is undone as a whole.
         const int status = write_database(file);

@@ -21,10 +21,10 @@ static Value symbol_compact_databases;
 
 DatabaseId database_argument(Value pointer)
 {
-    if (pointer.tag() != kTagPointer || pointer_kind(pointer) != kPointerDatabase ||
-        !DatabaseIsOpen(pointer_of(pointer)))
+    const DatabaseId database = pointer_of(pointer);
+    if (pointer_kind(pointer) != kPointerDatabase || !DatabaseIsOpen(database))
         raise_error_1011(kDbNotFound);
-    return pointer_of(pointer);
+    return database;
 }
 
 Value make_record(Handle record)
@@ -131,10 +131,11 @@ static Value kalvex_open_database(Value pathname, Value mode_)
 static Value kalvex_close_database(Value database_, Value skip)
 {
     const DatabaseId database = database_argument(database_);
+    // When that fails it stays open, so that nothing is lost.
+    if (!is_true_flag(skip))
+        check_database(UpdateDatabase(database, may_compact_databases()), nil);
     set_pointer(database_, 0);
-    const DatabaseClose how =
-        is_true_flag(skip) ? DatabaseClose::drop_changes : usual_database_close();
-    check_database(CloseDatabase(database, how), nil);
+    check_database(CloseDatabase(database, DatabaseClose::drop_changes), nil);
     return no_value;
 }
 
@@ -374,7 +375,8 @@ static const Primitive database_primitives[] = {
       "can't "
       "be opened" },
     { "kalvex-close-database", kalvex_close_database,
-      "(kalvex-close-database database skip): writes changes, unless skip is true, and closes it" },
+      "(kalvex-close-database database skip): writes changes, unless skip is true, and closes it; "
+      "it stays open when they can't be written" },
     { "compact-database", compact_database,
       "(compact-database database): rewrites the data without gaps; error 9 when it is read-only" },
     { "update-database", update_database,

@@ -61,6 +61,8 @@ static int read_into(DatabaseFile& file, ResPlace place, Handle handle)
     if (offset < 0 || size < 0 ||
         uint64_t(offset) + static_cast<uint32_t>(size) > map.map_offset() - kDbHeaderSize)
         return kDbCannotRead;
+    if (size > 0 && !FileOfDatabase(file, FileUse::read))
+        return kDbCannotRead;
     if (SetHandleSize(handle, static_cast<uint32_t>(size)) != 0)
         return kDbNoMemory;
     if (size > 0) {

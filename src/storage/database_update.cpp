@@ -150,6 +150,8 @@ int WriteRecord(Handle record)
     DatabaseFile& file = *found.file;
     if (is_read_only(file) || !(file.map.entry_attributes(found.place) & kResChanged))
         return kDbGood;
+    if (!FileOfDatabase(file, FileUse::write))
+        return kDbCannotRead;
     DatabaseStep step(file);
     RecordPlan plan = { file.map.map_offset(), file.map.data_length(), false, {} };
     if (!plan_record(file, found.place, plan) || !carry_out(file, plan))
@@ -175,6 +177,8 @@ bool write_database_map(DatabaseFile& file)
 
 int write_database(DatabaseFile& file)
 {
+    if (!FileOfDatabase(file, FileUse::write))
+        return kDbCannotRead;
     DatabaseStep step(file);
     RecordPlan plan = { file.map.map_offset(), file.map.data_length(), false, {} };
     bool fits = true;

@@ -6,8 +6,7 @@
 #include "storage/resource_file.h"
 
 static constexpr uint32_t kHeaderSize = 256;
-static constexpr uint32_t kDatabaseMarkAt = 128;
-static constexpr uint8_t kDatabaseMark = 2;
+static constexpr uint32_t kNumbersSize = 16; // what the header begins with
 
 // Where the four bytes of each stand.
 struct KindPlaces {
@@ -36,9 +35,8 @@ FileFamily FamilyOfFile(const std::string& path)
         CreateFileA(path.c_str(), FileAccess::read, FileDisposition::open_existing);
     if (file == kNoFile)
         return FileFamily::other;
-    uint8_t header[kDatabaseMarkAt + 1];
+    uint8_t header[kNumbersSize];
     const bool is_database = ReadFileAt(file, 0, header, sizeof header) &&
-                             header[kDatabaseMarkAt] == kDatabaseMark &&
                              IsDatabaseHeader(header, GetFileSize(file));
     CloseHandle(file);
     return is_database ? FileFamily::database : FileFamily::other;

@@ -85,6 +85,13 @@ static Value file_read_only_p(Value file)
 
 // ---- Position and length
 
+static int64_t signed_argument(Value integer)
+{
+    if (integer.tag() == kTagUnsignedLong)
+        return unsigned_value(integer);
+    return integer_value(integer);
+}
+
 static Value file_get_pos(Value file)
 {
     const int64_t position = SetFilePointer(file_argument(file), 0, FileOrigin::current);
@@ -94,7 +101,7 @@ static Value file_get_pos(Value file)
 static Value file_set_pos(Value file, Value position)
 {
     const FileHandle handle = file_argument(file);
-    if (SetFilePointer(handle, bits_argument(position), FileOrigin::start) < 0)
+    if (SetFilePointer(handle, signed_argument(position), FileOrigin::start) < 0)
         raise_file_error(file);
     return no_value;
 }
@@ -112,7 +119,8 @@ static Value file_length(Value file)
 static Value file_set_length(Value file, Value length)
 {
     const FileHandle handle = file_argument(file);
-    return boolean(SetFileSize(handle, bits_argument(length)));
+    const int64_t size = signed_argument(length);
+    return boolean(size >= 0 && SetFileSize(handle, static_cast<uint64_t>(size)));
 }
 
 static Value file_eof_p(Value file)
@@ -225,6 +233,8 @@ static Value create_failed(Value pathname, Value silent, int16_t status)
 {
     if (is_true_flag(silent))
         return nil;
+    if (status == kResExists)
+        raise_error(kErrorAccess, pathname);
     if (status != 0)
         raise_resource_status(status);
     raise_file_error(pathname);
@@ -327,6 +337,10 @@ static Value copy_file(Value from, Value to, Value function)
     const std::string source = path_argument(from);
     const std::string target = path_argument(to);
     const std::string part = target + "-copy";
+    if (FileExists(target.c_str()) && !FileMayBeWritten(target.c_str())) {
+        SetLastError(kFileErrorDenied);
+        raise_file_error(to);
+    }
     const OpenFileFrame read(
         CreateFileA(source.c_str(), FileAccess::read, FileDisposition::open_existing));
     if (read.file == kNoFile)

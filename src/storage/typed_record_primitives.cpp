@@ -36,7 +36,9 @@ static Body get_body(const RecordKey& key, Value id)
     if (size == 0)
         return {};
     const LockedHandle locked(record);
-    HPurge(record);
+    RecordInfo info;
+    if (GetRecordInfo(record, info) == kDbGood && !(info.attributes & kResChanged))
+        HPurge(record); // a purge would lose a change
     return Body(locked.bytes, locked.bytes + size);
 }
 
