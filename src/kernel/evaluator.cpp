@@ -90,7 +90,9 @@ static Value close_over(Value f, LambdaFrame* frame);
         return form;
     if (tag == kTagSymbol)
         return symbol_form_value(form);
-    return close_over(form, frame);
+    if (tag == kTagFunction || tag == kTagGamma || tag == kTagSyntaxGamma)
+        return close_over(form, frame);
+    return form;
 }
 
 // The next argument's value, nil past the end; args steps.

@@ -191,6 +191,8 @@ template <class Relation> static Value chain(Rest numbers)
 
 template <class Relation> static Value relation(Value a, Value b)
 {
+    if (is_fixnum(a) && is_fixnum(b)) [[likely]]
+        return boolean(Relation()(fixnum_value(a), fixnum_value(b)));
     return boolean(compare(a, b, Relation()));
 }
 
