@@ -139,7 +139,8 @@ FileHandle CreateFileA(const char* path, FileAccess mode, FileDisposition dispos
     const bool is_new = creates && access(host.c_str(), F_OK) != 0;
     if (creates && refused(FileChange::create))
         return kNoFile;
-    int flags = O_CLOEXEC | (mode == FileAccess::read ? O_RDONLY : O_RDWR);
+    int flags = O_CLOEXEC | O_NONBLOCK | // a pipe must not keep us waiting
+                 (mode == FileAccess::read ? O_RDONLY : O_RDWR);
     if (creates)
         flags |= O_CREAT | (disposition == FileDisposition::create_new ? O_EXCL : 0);
     const int descriptor = open(host.c_str(), flags, 0666);
@@ -148,8 +149,8 @@ FileHandle CreateFileA(const char* path, FileAccess mode, FileDisposition dispos
         failed_by_errno();
         return kNoFile;
     }
-    const bool denied = mode == FileAccess::read_write && is_write_protected(found);
-    if (S_ISDIR(found.st_mode) || denied) {
+    const bool is_protected = mode == FileAccess::read_write && is_write_protected(found);
+    if (is_protected || S_ISDIR(found.st_mode) || S_ISFIFO(found.st_mode)) {
         close(descriptor);
         failed(kFileErrorDenied);
         return kNoFile;

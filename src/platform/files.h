@@ -30,8 +30,8 @@ uint32_t GetLastError();
 void SetLastError(uint32_t error);
 void SetLastErrorFromHost(int number); // an errno
 
-// kNoFile when it fails. create_always truncates what is there. Folders cannot be opened, nor a
-// write-protected file for writing.
+// kNoFile when it fails. create_always truncates what is there. Folders and pipes cannot be
+// opened, nor a write-protected file for writing.
 FileHandle CreateFileA(const char* path, FileAccess access, FileDisposition disposition);
 bool CloseHandle(FileHandle file);
 bool FileIsWritable(FileHandle file);

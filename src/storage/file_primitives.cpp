@@ -331,12 +331,24 @@ static void copy_bytes(FileHandle from, FileHandle to, Value from_name, Value to
     }
 }
 
+// A new file beside the target, under a name that nothing has.
+static FileHandle create_part(const std::string& target, std::string& part)
+{
+    part = target + "-copy";
+    for (int n = 2;; n++) {
+        const FileHandle file =
+            CreateFileA(part.c_str(), FileAccess::read_write, FileDisposition::create_new);
+        if (file != kNoFile || GetLastError() != kFileErrorExists)
+            return file;
+        part = target + "-copy" + std::to_string(n);
+    }
+}
+
 // The copy is made beside its place and put there when it is whole.
 static Value copy_file(Value from, Value to, Value function)
 {
     const std::string source = path_argument(from);
     const std::string target = path_argument(to);
-    const std::string part = target + "-copy";
     if (FileExists(target.c_str()) && !FileMayBeWritten(target.c_str())) {
         SetLastError(kFileErrorDenied);
         raise_file_error(to);
@@ -345,6 +357,7 @@ static Value copy_file(Value from, Value to, Value function)
         CreateFileA(source.c_str(), FileAccess::read, FileDisposition::open_existing));
     if (read.file == kNoFile)
         raise_file_error(from);
+    std::string part;
     struct Part {
         ~Part()
         {
@@ -355,8 +368,7 @@ static Value copy_file(Value from, Value to, Value function)
         bool done;
     } copy{ part, true };
     {
-        const OpenFileFrame write(
-            CreateFileA(part.c_str(), FileAccess::read_write, FileDisposition::create_always));
+        const OpenFileFrame write(create_part(target, part));
         if (write.file == kNoFile)
             raise_file_error(to);
         copy.done = false;
