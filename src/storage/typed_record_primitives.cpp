@@ -175,7 +175,7 @@ static bool is_array_block(const Body& body)
     if (body.size() < 4 || size > UINT16_MAX || body.size() < size)
         return false;
     uint64_t product = rank > 0;
-    for (uint32_t i = 0; i < rank && product <= total; i++)
+    for (uint32_t i = 0; i < rank && product <= UINT16_MAX; i++)
         product *= host_word(body, 4 + 2 * i);
     return product == total;
 }
