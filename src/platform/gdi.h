@@ -315,6 +315,8 @@ int GetPath(HDC dc, POINT* points, uint8_t* types, int capacity);
 
 HBITMAP CreateBitmap(int width, int height, uint32_t planes, uint32_t bits, const void* data);
 HBITMAP CreateCompatibleBitmap(HDC dc, int width, int height);
+// Of the calls below SetDIBits and CreateDIBSection look at the context for DIB_PAL_COLORS only;
+// CreateDIBitmap makes a bitmap of one bit for null.
 HBITMAP CreateDIBSection(HDC dc, const BITMAPINFO* info, uint32_t usage, void** bits);
 HBITMAP CreateDIBitmap(HDC dc, const BITMAPINFOHEADER* header, uint32_t init, const void* data,
                        const BITMAPINFO* info, uint32_t usage);

@@ -64,10 +64,17 @@ bool StretchBlt(HDC target, int x, int y, int width, int height, HDC source, int
 
 COLORREF SetPixel(HDC handle, int x, int y, COLORREF color)
 {
-    DeviceContext* dc = drawable(handle);
+    DeviceContext* dc = peek<DeviceContext>(handle);
     if (!dc)
         return CLR_INVALID;
     const POINT p = dc->to_surface(x, y);
+    if (dc->device) {
+        const Box dot = { p.x, p.y, p.x + 1, p.y + 1 };
+        BrushObject brush;
+        brush.color = color;
+        record_boxes(*dc, &dot, 1, brush, rop_byte(PATCOPY));
+        return colorref_of(color_value(*dc, color));
+    }
     if (!dc->clip().contains(p.x, p.y))
         return CLR_INVALID;
     const uint32_t pixel = pixel_of(*dc, color, ColorUse::plot);

@@ -90,8 +90,10 @@ static void put_bitmap(DeviceContext& dc, HBITMAP handle)
     dc.clip_changed();
 }
 
-HDC CreateCompatibleDC(HDC)
+HDC CreateCompatibleDC(HDC like)
 {
+    if (like && !peek<DeviceContext>(like))
+        return nullptr;
     auto dc = new_gdi_context();
     dc->memory = true;
     put_bitmap(*dc, stock_gdi_bitmap());

@@ -98,8 +98,10 @@ int SetDIBits(HDC handle, HBITMAP bitmap_handle, uint32_t first, uint32_t lines,
     DibLayout dib;
     GdiSurface source;
     std::shared_ptr<BitmapObject> holder;
-    if (!bitmap || bitmap->stock || !read_dib_header(info, usage, &dib) || (dib.rle() && first != 0)
-        || !dib_surface(dib, info, usage, peek<DeviceContext>(handle), bits, &holder, &source)
+    const DeviceContext* dc = peek<DeviceContext>(handle);
+    if (!bitmap || bitmap->stock || (usage == DIB_PAL_COLORS && !dc)
+        || !read_dib_header(info, usage, &dib) || (dib.rle() && first != 0)
+        || !dib_surface(dib, info, usage, dc, bits, &holder, &source)
         || !band_surface(dib, first, lines, &source))
         return 0;
     const GdiSurface& target = bitmap->surface;
@@ -152,11 +154,12 @@ static int describe(const GdiSurface& s, BITMAPINFOHEADER* header)
     return 1;
 }
 
-int GetDIBits(HDC, HBITMAP bitmap_handle, uint32_t first, uint32_t lines, void* bits,
+int GetDIBits(HDC dc, HBITMAP bitmap_handle, uint32_t first, uint32_t lines, void* bits,
               BITMAPINFO* info, uint32_t usage)
 {
     const BitmapObject* bitmap = peek<BitmapObject>(bitmap_handle);
-    if (!bitmap || !info || info->bmiHeader.biSize < sizeof(BITMAPINFOHEADER))
+    if (!peek<DeviceContext>(dc) || !bitmap || !info
+        || info->bmiHeader.biSize < sizeof(BITMAPINFOHEADER))
         return 0;
     const GdiSurface& source = bitmap->surface;
     BITMAPINFOHEADER& header = info->bmiHeader;
@@ -179,7 +182,7 @@ int GetDIBits(HDC, HBITMAP bitmap_handle, uint32_t first, uint32_t lines, void* 
         return 0;
     const int count = int(std::min(lines, uint32_t(source.height) - first));
     if (!bits)
-        return count;
+        return std::max(count, 1);  // the header and the table were asked for
     const PixelConverter converter(source, target);
     const int n = std::min(dib.width, source.width);
     std::vector<uint32_t> pixels(static_cast<size_t>(n));
@@ -196,12 +199,12 @@ int GetDIBits(HDC, HBITMAP bitmap_handle, uint32_t first, uint32_t lines, void* 
 HBITMAP CreateDIBitmap(HDC dc, const BITMAPINFOHEADER* header, uint32_t init, const void* data,
                        const BITMAPINFO* info, uint32_t usage)
 {
-    if (!header || header->biWidth < 0 || header->biHeight == INT32_MIN)
+    if (!header || header->biWidth < 0 || header->biHeight == INT32_MIN
+        || (dc && !peek<DeviceContext>(dc)))
         return nullptr;
     const int height = std::abs(header->biHeight);
-    const HBITMAP bitmap = peek<DeviceContext>(dc)
-                               ? CreateCompatibleBitmap(dc, header->biWidth, height)
-                               : CreateBitmap(header->biWidth, height, 1, 1, nullptr);
+    const HBITMAP bitmap = dc ? CreateCompatibleBitmap(dc, header->biWidth, height)
+                              : CreateBitmap(header->biWidth, height, 1, 1, nullptr);
     if (bitmap && (init & CBM_INIT) && data && info)
         SetDIBits(dc, bitmap, 0, uint32_t(height), data, info, usage);
     return bitmap;

@@ -33,6 +33,7 @@ TEST(Device, calls_are_recorded_in_device_coordinates)
     TextOutA(dc, 5, 20, "Hi", 2);
     Canvas picture(4, 4);
     StretchBlt(dc, 0, 0, 4, 4, picture.dc, 0, 0, 4, 4, SRCCOPY);
+    EXPECT_EQ(SetPixel(dc, 7, 8, RGB(1, 2, 3)), RGB(1, 2, 3));
     EndPage(dc);
     EndDoc(dc);
     EXPECT_EQ(device.calls,
@@ -41,7 +42,7 @@ TEST(Device, calls_are_recorded_in_device_coordinates)
                   "draw M11,0 L0,0 L0,9 L11,9 Z pen 000000 1 brush ff0000 rop2 13",
                   "draw M6,8 L60,80 pen 000000 1 brush none rop2 13",
                   "text 10,40 \"Hi\" 000000 Liberation Sans -20", "image 0,0,8,8 of 4x4 rop cc0020",
-                  "end-page", "end-doc" }));
+                  "fill 14,16,15,17 010203 rop f0", "end-page", "end-doc" }));
     EXPECT_EQ(device.clip, (std::vector<RECT>{ { 0, 0, 100, 100 } }));
     SIZE size;
     GetTextExtentPointA(dc, "Hi", 2, &size);

@@ -73,6 +73,41 @@ TEST(Dib, asking_without_a_depth_tells_the_bitmaps_form)
     EXPECT_EQ(info.bmiHeader.biSizeImage, 180u);
 }
 
+TEST(Dib, a_header_alone_is_an_answer_for_any_count_of_lines)
+{
+    Canvas canvas(2, 2);
+    BITMAPINFO info = info_of(2, 2, 4);
+    EXPECT_NE(GetDIBits(canvas.dc, canvas.bitmap, 0, 0, nullptr, &info, DIB_RGB_COLORS), 0);
+    EXPECT_EQ(info.bmiColors[15].rgbRed, 255);
+    EXPECT_EQ(info.bmiHeader.biSizeImage, 8u);
+}
+
+TEST(Dib, calls_need_the_context_that_they_use)
+{
+    Canvas canvas(2, 1);
+    canvas.clear(RGB(1, 2, 3));
+    const HDC dead = CreateCompatibleDC(nullptr);
+    DeleteDC(dead);
+    BITMAPINFO info = info_of(2, 1, 32);
+    uint32_t pixels[2] = { 0x112233, 0x445566 };
+    for (const HDC dc : { dead, HDC() }) {
+        EXPECT_EQ(GetDIBits(dc, canvas.bitmap, 0, 1, pixels, &info, DIB_RGB_COLORS), 0);
+        EXPECT_EQ(StretchDIBits(dc, 0, 0, 2, 1, 0, 0, 2, 1, pixels, &info, DIB_RGB_COLORS,
+                                SRCCOPY),
+                  0);
+    }
+    EXPECT_FALSE(CreateDIBitmap(dead, &info.bmiHeader, 0, nullptr, nullptr, DIB_RGB_COLORS));
+    EXPECT_EQ(pixels[0], 0x112233u);
+
+    // Palette indices mean something in a context only; colours don't need one.
+    BITMAPINFO indexed = info_of(2, 1, 8);
+    const uint8_t bytes[4] = { 0, 1, 0, 0 };
+    EXPECT_EQ(SetDIBits(nullptr, canvas.bitmap, 0, 1, bytes, &indexed, DIB_PAL_COLORS), 0);
+    EXPECT_EQ(canvas.at(0, 0), 0x010203u);
+    EXPECT_EQ(SetDIBits(nullptr, canvas.bitmap, 0, 1, pixels, &info, DIB_RGB_COLORS), 1);
+    EXPECT_EQ(canvas.at(1, 0), 0x445566u);
+}
+
 TEST(Dib, eight_bits_come_with_the_default_colours)
 {
     Canvas canvas(2, 1);

@@ -26,6 +26,18 @@ TEST(Objects, handles_of_another_type_are_refused)
     DeleteObject(brush);
 }
 
+TEST(Objects, a_new_context_is_like_a_live_one_or_the_display)
+{
+    const HDC dead = CreateCompatibleDC(nullptr);
+    EXPECT_TRUE(dead);
+    DeleteDC(dead);
+    const int before = GdiObjectCount();
+    EXPECT_FALSE(CreateCompatibleDC(dead));
+    EXPECT_FALSE(CreateCompatibleDC(HDC(GetStockObject(BLACK_PEN).value)));
+    EXPECT_FALSE(CreateCompatibleBitmap(dead, 4, 4));
+    EXPECT_EQ(GdiObjectCount(), before);
+}
+
 TEST(Objects, every_type_is_counted_and_none_is_left)
 {
     const int before = GdiObjectCount();
