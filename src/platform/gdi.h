@@ -250,6 +250,7 @@ bool PtVisible(HDC dc, int x, int y);
 
 HRGN CreateRectRgn(int left, int top, int right, int bottom);
 HRGN CreateRectRgnIndirect(const RECT& rect);
+// The rounded ones cover what Ellipse and RoundRect of the same box fill with the null pen.
 HRGN CreateEllipticRgn(int left, int top, int right, int bottom);
 HRGN CreateEllipticRgnIndirect(const RECT& rect);
 HRGN CreateRoundRectRgn(int left, int top, int right, int bottom, int width, int height);

@@ -130,9 +130,12 @@ HRGN CreateEllipticRgnIndirect(const RECT& rect)
 
 HRGN CreateRoundRectRgn(int left, int top, int right, int bottom, int width, int height)
 {
-    const Box box = sorted_box(left, top, right, bottom);
+    Box box = sorted_box(left, top, right, bottom);
     if (box.y2 - box.y1 > kLargestShape || box.x2 - box.x1 > kLargestShape)
         return nullptr;
+    // Rounded regions hold what the shape of that box fills with the null pen: a pixel less to the
+    // right and below.
+    box.x2--, box.y2--;
     return add_region(GdiRegion(round_rect_spans(box, width, height, box.y1, box.y2)));
 }
 

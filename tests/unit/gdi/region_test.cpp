@@ -152,7 +152,7 @@ TEST(Region, ellipses_fill_their_box_symmetrically)
 {
     for (int w = 1; w < 24; w++) {
         for (int h = 1; h < 24; h++) {
-            const HRGN region = CreateEllipticRgn(3, 4, 3 + w, 4 + h);
+            const HRGN region = CreateEllipticRgn(3, 4, 3 + w + 1, 4 + h + 1);
             RECT box;
             GetRgnBox(region, &box);
             ASSERT_EQ(box, (RECT{ 3, 4, 3 + w, 4 + h })) << w << "x" << h;
@@ -163,6 +163,33 @@ TEST(Region, ellipses_fill_their_box_symmetrically)
                 }
             DeleteObject(region);
         }
+    }
+}
+
+TEST(Region, rounded_regions_match_shapes_with_the_null_pen)
+{
+    Canvas filled(40, 30), shape(40, 30);
+    const HBRUSH black(GetStockObject(BLACK_BRUSH));
+    SelectObject(shape.dc, black);
+    SelectObject(shape.dc, GetStockObject(NULL_PEN));
+    Random random(20);
+    for (int i = 0; i < 300; i++) {
+        const int left = random.below(20), top = random.below(15);
+        const int right = left + random.below(20), bottom = top + random.below(15);
+        const int w = random.between(-12, 12), h = random.between(-9, 9);
+        const bool round = i % 2 != 0;
+        const HRGN region = round ? CreateRoundRectRgn(left, top, right, bottom, w, h)
+                                  : CreateEllipticRgn(left, top, right, bottom);
+        filled.clear(RGB(255, 255, 255));
+        shape.clear(RGB(255, 255, 255));
+        FillRgn(filled.dc, region, black);
+        if (round)
+            RoundRect(shape.dc, left, top, right, bottom, w, h);
+        else
+            Ellipse(shape.dc, left, top, right, bottom);
+        ASSERT_EQ(filled.art(), shape.art())
+            << left << " " << top << " " << right << " " << bottom << " " << w << " " << h;
+        DeleteObject(region);
     }
 }
 
