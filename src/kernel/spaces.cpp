@@ -101,6 +101,7 @@ static void carve(uint8_t* block, const SpaceSizes& sizes, uint32_t nodes, uint3
     spaces.node_count = nodes;
     spaces.heap_base = spaces.heap_pointer = node_end();
     spaces.heap_end = block + arena;
+    zone_prefer_large_pages(zone_address(node_base), static_cast<uint32_t>(spaces.heap_end - node_base));
 }
 
 static void clear_spaces()

@@ -219,6 +219,14 @@ static void give_pages_back(uint32_t address, uint32_t size)
     madvise(zone_base + first, end - first, MADV_DONTNEED);
 }
 
+void zone_prefer_large_pages(ZoneAddress address, uint32_t size)
+{
+    const uint32_t first = (address + 4095) & ~4095u;
+    const uint32_t end = (address + size) & ~4095u;
+    if (first < end)
+        madvise(zone_base + first, end - first, MADV_HUGEPAGE);
+}
+
 // Makes the bytes a free block, or part of the rest, together with free neighbours.
 static void release_bytes(uint32_t address, uint32_t size)
 {
