@@ -125,7 +125,6 @@ void internal_error_dialog(const char* message)
 static void begin_report()
 {
     hooks.end_drawing();
-    hooks.free_sort_arrays();
     hooks.flush_output();
 }
 

@@ -32,7 +32,6 @@ static const Hooks default_hooks = {
     .show_watch = nothing,
     .show_arrow = nothing,
     .error_reported = nothing,
-    .free_sort_arrays = nothing,
     .flush_output = nothing,
     .quit = exit_program,
     .alert = alert_on_stderr,

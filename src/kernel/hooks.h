@@ -13,7 +13,6 @@ struct Hooks {
     void (*show_watch)();               // cursor while collecting
     void (*show_arrow)();
     void (*error_reported)();           // before the error object or the user is told
-    void (*free_sort_arrays)();         // of sorts that an error has cut off
     void (*flush_output)();             // hands what the edit stream holds to its owner
     void (*quit)(int status);           // ends the program; does not return
     // Shows an alert dialog (the id includes the language) with the parameters ^0 to ^3, and answers
